@@ -1,0 +1,65 @@
+// Memory blocks: zero-filled, with 128 bytes more than was asked for, named by a
+// handle. A block never moves but by a reallocation, so a lock is no more than
+// the look-up of the address; a handle that has been freed is recognised.
+#pragma once
+
+#include <cstddef>
+
+#include "core/code.h"
+
+namespace zb {
+
+using BlockHandle = ZbBlock;
+
+// Bytes that every block has beyond its size. Text that fills its block still
+// ends in a zero byte.
+inline constexpr uint32_t BlockSlack = 128;
+
+// Gives a new block. On failure ErrMemory, logged, with 0 in the handle.
+Code BlockAlloc(BlockHandle* handle, size_t size);
+
+// Resizes a block, which may move; what is gained is zero-filled. On failure
+// ErrMemory, logged, and the block is as it was.
+Code BlockRealloc(BlockHandle handle, size_t size);
+
+// Frees a block. A handle that names none is passed over; the pending code comes
+// back, as from every free.
+Code BlockFree(BlockHandle handle);
+
+// The block that begins at an address, or 0.
+BlockHandle BlockAt(const void* address);
+
+// The address of a block, or null with ErrLockBlock set and logged.
+void* BlockAddress(BlockHandle handle);
+
+// The same without a code: null for a handle that names no block.
+void* BlockPeek(BlockHandle handle);
+
+// A block handle with its address. It lives in zero-filled control blocks, so it
+// has no destructor: close operations free what they own.
+template <class T>
+struct Block {
+    BlockHandle memory;
+    T* data;
+
+    Code Alloc(size_t count) {
+        data = nullptr;
+        if (Code code = BlockAlloc(&memory, count * sizeof(T)); code < 0) return code;
+        data = static_cast<T*>(BlockPeek(memory));
+        return 0;
+    }
+    // Finds the address anew, as each bind does: the host may have freed or
+    // resized a block whose handle it was given.
+    Code Lock() {
+        data = static_cast<T*>(BlockAddress(memory));
+        return data ? Code{0} : ErrLockBlock;
+    }
+    void Free() {
+        if (memory) BlockFree(memory);
+        memory = 0;
+        data = nullptr;
+    }
+    T& operator[](ptrdiff_t index) const { return data[index]; }
+};
+
+}  // namespace zb

@@ -1,0 +1,105 @@
+// Start and stop. This is the only room that knows every family, through one
+// table of operations a slot type.
+#include "core/library.h"
+#include "data/data.h"
+#include "dates/dates.h"
+#include "file/operations.h"
+
+using namespace zb;
+
+namespace {
+
+struct Family {
+    int32_t(ZB_CALL* close)(int16_t handle);
+    Code (*quickClose)(int handle);
+};
+
+// By slot type.
+constexpr Family families[] = {
+    {nullptr, nullptr},
+    {ZBDDCLOSE, DataQuickClose},
+};
+
+const Family* FamilyOf(unsigned slotType) {
+    constexpr unsigned count = sizeof families / sizeof families[0];
+    return slotType < count && families[slotType].close ? &families[slotType] : nullptr;
+}
+
+constexpr int MaxTableSize = 100;
+constexpr int MinTableSize = 5;
+constexpr int SlotsWithheld = 5;
+constexpr int MapCapacity = 100;
+
+constexpr char ProfileSection[] = "sort";
+
+uint16_t ConfiguredStyle() {
+    char keyword[10];
+    platform->ProfileText(ProfileSection, "datesort", keyword, sizeof keyword);
+    return StyleOfKeyword(keyword);
+}
+
+// Whatever isn't 0 in its low 16 bits counts as 1.
+bool ConfiguredAsciiSort() {
+    return static_cast<uint16_t>(platform->ProfileNumber(ProfileSection, "asciisort", 1)) != 0;
+}
+
+}  // namespace
+
+int32_t ZB_CALL ZBDINIT(int16_t tableSize, uint8_t dateStyle) {
+    if (ClientRestore() == 0) ZBDTERM();
+
+    library.attached = true;
+    library.code = library.codeMirror = 0;
+    library.dateStyle = 0;
+    library.table = {};
+    library.slotCount = 0;
+    library.openCount = 0;
+    library.logSwitch = 0;
+    library.logName[0] = 0;
+
+    uint16_t style = dateStyle >= 1 && dateStyle <= StyleCount ? dateStyle : ConfiguredStyle();
+    if (tableSize < MinTableSize) return Fail("Init", ErrBadHandle);
+    if (tableSize > MaxTableSize) tableSize = MaxTableSize;
+
+    auto slots = static_cast<int16_t>(tableSize - SlotsWithheld);
+    if (library.table.Alloc(static_cast<size_t>(slots)) < 0) return Pass("Init");
+    library.slotCount = slots;
+    library.dateStyle = style;
+    if (!FhmapAttach(MapCapacity)) return 0;
+    library.asciiSort = ConfiguredAsciiSort();
+    return SetCode(0);
+}
+
+int32_t ZB_CALL ZBDTERM() {
+    if (Code code = ClientRestore(); code != 0) return code;
+    for (int slot = 0; slot < library.slotCount; slot++) {
+        SetCode(0);
+        if (auto* family = FamilyOf(library.table[slot].slotType)) family->close(static_cast<int16_t>(slot));
+    }
+    library.table.Free();
+    library.slotCount = 0;
+    library.openCount = 0;
+    library.attached = false;
+    library.codeMirror = 0;
+    return 0;
+}
+
+int32_t ZB_CALL ZBDQCLOSE() {
+    if (Code code = ClientRestore(); code != 0) return code;
+    if (library.table.Lock() < 0) return Pass("Qclose");
+    for (int slot = 0; slot < library.slotCount; slot++) {
+        SetCode(0);
+        if (auto* family = FamilyOf(library.table[slot].slotType)) family->quickClose(slot);
+        // Free slots are marked too; the next open into them clears the mark.
+        if (CurrentCode() == 0) library.table[slot].closedFlag = 1;
+    }
+    return 0;
+}
+
+int32_t ZB_CALL ZBDVERSION(uint16_t version) { return version == 3 ? 0 : ErrFileType; }
+
+int32_t ZB_CALL QV4InitInstance(uint32_t, uint32_t second) {
+    if (ZBDINIT(MaxTableSize, 0) != 0) return 0;
+    library.hostValue = second;
+    return 1;
+}

@@ -1,0 +1,7 @@
+#include "platform/platform.h"
+
+namespace zb {
+
+Platform* platform = &NativePlatform();
+
+}  // namespace zb
