@@ -92,7 +92,7 @@ class FakePlatform final : public zb::Platform {
         if (Fails(Call::Read, count)) return false;
         bool success = Passed(real.Read(file, buffer, Cut(Call::Read, count), done));
         if (const Rule* rule = Find(interruptions, Call::Read); rule && success) {
-            error = rule->value;
+            lastError = rule->value;
             return false;
         }
         return success;
@@ -120,9 +120,9 @@ class FakePlatform final : public zb::Platform {
     bool Unlock(zb::PlatformHandle file, uint32_t offset, uint32_t length) override {
         return !Fails(Call::Unlock) && Passed(real.Unlock(file, offset, length));
     }
-    uint32_t LastError() override { return error; }
+    uint32_t LastError() override { return lastError; }
     int Rename(const char* newName, const char* oldName) override {
-        return Fails(Call::Rename) ? static_cast<int>(error) : real.Rename(newName, oldName);
+        return Fails(Call::Rename) ? static_cast<int>(lastError) : real.Rename(newName, oldName);
     }
     bool Exists(const char* name) override { return !Fails(Call::Exists) && real.Exists(name); }
     void* Allocate(size_t bytes) override { return Fails(Call::Allocate) ? nullptr : real.Allocate(bytes); }
@@ -178,7 +178,7 @@ class FakePlatform final : public zb::Platform {
         counts[static_cast<int>(Call::Any)]++;
         const Rule* rule = Find(failures, kind);
         if (!rule) return false;
-        error = rule->value;
+        lastError = rule->value;
         return failed = true;
     }
 
@@ -190,13 +190,13 @@ class FakePlatform final : public zb::Platform {
     // Takes over the real platform's error.
     template <class Result>
     Result Passed(Result result) {
-        error = real.LastError();
+        lastError = real.LastError();
         return result;
     }
 
     zb::Platform& real;
     zb::Platform* previous;
-    uint32_t error = 0;
+    uint32_t lastError = 0;
     bool failed = false;
     int counts[static_cast<int>(Call::Any) + 1] = {};
     std::vector<TraceEntry> trace;
