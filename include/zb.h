@@ -258,27 +258,111 @@ enum ZbDialect {
     ZB_DialectFox255 = 8,
     ZB_DialectPaddedHeader = 9
 };
-/* ---- library ---- */
+/* ---- library ----
+ *
+ * A process is one client of the library, which is started once and may be
+ * started again at any time. The settings come from the section [sort] of the
+ * profile file QVDB4XX.INI, which is looked for in the current directory, then
+ * in $XDG_CONFIG_HOME (or ~/.config), then in /etc; the first that exists is
+ * read (on Windows the system's own search applies):
+ *
+ *   datesort=    the date style at the start: GREGOR, GREGORL, JULIAN, YMD, DMY,
+ *                GERMAN or EURODATE, GERMANL or EURODATEL, BRITISH, BRITISHL,
+ *                FRENCH, FRENCHL, ITALIAN, ITALIANL, ENSI, ENSIL, in any case of
+ *                letters. A missing or unknown name is GREGOR.
+ *   asciisort=   1 (the default, and every other number): character keys sort by
+ *                the values of their bytes. 0: they sort by the collating order.
+ */
 
+/* Starts the library. A library that runs is stopped first as by ZBDTERM: all
+ * its objects are closed and their handles void.
+ *
+ * tableSize: room for open objects, of which 5 are withheld; it is cut to 100, so
+ *   that at most 95 objects can be open. With 5 the library runs and every open
+ *   fails with ZB_ErrNoSlot.
+ * dateStyle: 1 to 15; anything else takes "datesort" from the profile.
+ *
+ * ZB_ErrBadHandle for a tableSize below 5, ZB_ErrMemory: the client exists all
+ * the same, without a table, so that the code can be read, and ZBDTERM and
+ * ZBDINIT work; whatever uses a handle then fails with ZB_ErrLockBlock. Succeeds
+ * although there was no memory for the file handles; then no file can be opened.
+ * A pending failure doesn't stop it and is cleared, and the log is off. */
 ZB_API int32_t ZB_CALL ZBDINIT(int16_t tableSize, uint8_t dateStyle);
+
+/* Closes every object, whatever comes of each close, and ends the library. User
+ * functions are forgotten; blocks that the caller was given stay his. A pending
+ * failure doesn't stop it. ZB_ErrNotAttached if the library isn't started. */
 ZB_API int32_t ZB_CALL ZBDTERM(void);
+
+/* Gives up the platform file of every open object and keeps the objects. They
+ * can no longer be used: each call on such a handle fails with ZB_ErrOpen, its
+ * close too, and only ZBDTERM ends them. Headers that wait to be written are
+ * not. Returns 0 whatever came of the single files, ZB_ErrNotAttached, or
+ * ZB_ErrLockBlock without a table; a pending failure doesn't stop it. */
 ZB_API int32_t ZB_CALL ZBDQCLOSE(void);
+
+/* 0 if the host was built for this interface, which is version 3, and
+ * ZB_ErrFileType otherwise. Leaves the code alone and needs no library. */
 ZB_API int32_t ZB_CALL ZBDVERSION(uint16_t version);
+
+/* What a host calls when it loads the library: ZBDINIT(100, 0). Returns 1 if that
+ * succeeded and 0 if not. `first` is ignored, `second` is kept and not used. */
 ZB_API int32_t ZB_CALL QV4InitInstance(uint32_t first, uint32_t second);
 
-/* ---- memory blocks ---- */
+/* ---- memory blocks ----
+ *
+ * A block is zero-filled and has 128 bytes more than were asked for, zero too. It
+ * is named by a handle; its address holds until the block is resized or freed.
+ * These functions look at no pending failure, a success leaves the code as it is,
+ * and they need no started library, except that a failure without one is
+ * reported as ZB_ErrNotAttached.
+ */
 
+/* Gives a new block of `size` bytes; 0 is a size. ZB_ErrMemory, with 0 in
+ * `handle`; ZB_ErrNullPointer. */
 ZB_API int32_t ZB_CALL _ZBMALLOC(ZbBlock* handle, uint32_t size);
+
+/* Resizes the block named by `*handle`; its address may change, and what it gains
+ * is zero. ZB_ErrMemory, also for a handle that names no block, and the block is
+ * as it was; ZB_ErrNullPointer. */
 ZB_API int32_t ZB_CALL _ZBMRALLOC(ZbBlock* handle, uint32_t size);
+
+/* Frees a block, locked or not. A handle that names none, such as one that has
+ * been freed before, is passed over, and the pending code comes back. */
 ZB_API int32_t ZB_CALL _ZBMFREE(ZbBlock handle);
+
+/* Frees the block that begins at an address; any other address, and null, is
+ * passed over. Always returns 0. */
 ZB_API int32_t ZB_CALL ZBMFREE(void* address);
+
+/* Tells the address of a block. ZB_ErrLockBlock for a handle that names none,
+ * with a null address; ZB_ErrNullPointer. */
 ZB_API int32_t ZB_CALL _ZBMLOCK(void** address, ZbBlock handle);
+
+/* The other half of _ZBMLOCK. Does nothing and returns 0: a block stays where it
+ * is in any case. */
 ZB_API int32_t ZB_CALL _ZBMUNLOCK(ZbBlock handle);
 
 /* ---- errors and the log ---- */
 
+/* The code of the last call that set one; ZB_ErrNotAttached without a library. */
 ZB_API int32_t ZB_CALL ZBECODE(void);
+
+/* Sets the code and returns it: ZBESCODE(0) clears a failure.
+ * ZB_ErrNotAttached without a library. */
 ZB_API int32_t ZB_CALL ZBESCODE(int16_t code);
+
+/* Switches the log of failures: 0 off, 1 on with a new name, any other number on
+ * with the old one. Each level of the library that a failure passes through adds
+ * one line to the file: the name of the operation, the line in its source, and
+ * the code, with tabs between. The file is opened and closed for each line, and
+ * where it can't be, the line is dropped.
+ *
+ * name: read with `on` 1 only; at most 30 bytes, ending at the first zero. Null
+ *   keeps the old name.
+ *
+ * Returns the standing code, which it leaves alone; ZB_ErrNotAttached without a
+ * library. */
 ZB_API int32_t ZB_CALL ZBESLOG(uint16_t on, const char* name);
 
 /* ---- data files ---- */
