@@ -14,9 +14,12 @@ namespace {
 
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; }
+
+// Without regard to case; the word is in small letters.
 bool StartsWith(const char* text, const char* end, const char* word) {
     for (; *word; word++, text++)
-        if (text == end || (*text | 0x20) != *word) return false;
+        if (text == end || ToLower(*text) != *word) return false;
     return true;
 }
 
@@ -30,22 +33,30 @@ constexpr int MaxDigits = 19;  // of a 64-bit integer
 // Whether an operation on two doubles is rounded once, to a double.
 constexpr bool RoundsOnce = FLT_EVAL_METHOD == 0;
 
-// What becomes of a decimal number, known to be other than 0, that no double
-// comes near: 0 or infinity, by the place of its first digit.
-double BeyondRange(const char* text, const char* end) {
+// The value of a number without its sign, decimal or, behind its "0x",
+// hexadecimal. One that no double comes near is 0 or infinity, by the place of
+// its first digit and the exponent.
+double Parse(const char* text, const char* end, std::chars_format format) {
+    double value = 0.0;
+    if (std::from_chars(text, end, value, format).ec != std::errc::result_out_of_range) return value;
+
+    bool hexadecimal = format == std::chars_format::hex;
     int64_t place = 0;
     bool point = false, significant = false;
-    for (; text != end && (IsDigit(*text) || (*text == '.' && !point)); text++) {
-        if (*text == '.') {
+    for (; text != end; text++) {
+        if (*text == '.' && !point) {
             point = true;
-            continue;
+        } else if (!IsDigit(*text) && !(hexadecimal && std::isxdigit(static_cast<unsigned char>(*text)))) {
+            break;
+        } else {
+            if (*text != '0') significant = true;
+            if (significant && !point) place++;
+            if (!significant && point) place--;
         }
-        if (!significant && *text != '0') significant = true;
-        if (significant && !point) place++;
-        if (!significant && point) place--;
     }
+    if (hexadecimal) place *= 4;
     int64_t exponent = 0;
-    if (text != end && (*text | 0x20) == 'e' && ++text != end) {
+    if (text != end && ToLower(*text) == (hexadecimal ? 'p' : 'e') && ++text != end) {
         bool negative = *text == '-';
         if (*text == '-' || *text == '+') text++;
         for (; text != end && IsDigit(*text) && exponent < int64_t{1} << 40; text++)
@@ -53,23 +64,6 @@ double BeyondRange(const char* text, const char* end) {
         if (negative) exponent = -exponent;
     }
     return place + exponent > 0 ? std::numeric_limits<double>::infinity() : 0.0;
-}
-
-double Decimal(const char* text, const char* end) {
-    double value = 0.0;
-    auto result = std::from_chars(text, end, value);
-    return result.ec == std::errc::result_out_of_range ? BeyondRange(text, end) : value;
-}
-
-// The digits of a number behind its "0x".
-double Hexadecimal(const char* text, const char* end) {
-    double value = 0.0;
-    auto result = std::from_chars(text, end, value, std::chars_format::hex);
-    if (result.ec != std::errc::result_out_of_range) return value;
-    // Only a binary exponent leads out of the range, and its sign says which way.
-    auto* p = static_cast<const char*>(memchr(text, 'p', static_cast<size_t>(end - text)));
-    if (!p) p = static_cast<const char*>(memchr(text, 'P', static_cast<size_t>(end - text)));
-    return p && p + 1 != end && p[1] == '-' ? 0.0 : std::numeric_limits<double>::infinity();
 }
 
 double Scan(const char* text, const char* end) {
@@ -90,7 +84,7 @@ double Scan(const char* text, const char* end) {
         decimals = text - fraction;
         digits += decimals;
     }
-    char next = text != end ? static_cast<char>(*text | 0x20) : '\0';
+    char next = text != end ? ToLower(*text) : '\0';
     if (digits == 0) {
         if (StartsWith(number, end, "nan")) return Signed(std::numeric_limits<double>::quiet_NaN());
         // Behind "inf" an "i" must go on to "infinity".
@@ -103,12 +97,12 @@ double Scan(const char* text, const char* end) {
         const char* behind = text + 1;
         if (behind == end || (*behind != '.' && !std::isxdigit(static_cast<unsigned char>(*behind))))
             return 0.0;
-        return Signed(Hexadecimal(behind, end));
+        return Signed(Parse(behind, end, std::chars_format::hex));
     }
     if (RoundsOnce && next != 'e' && digits <= MaxDigits && integer <= MaxExactInteger &&
         decimals <= MaxExactPower)
         return Signed(static_cast<double>(integer) / ExactPower[decimals]);
-    return Signed(Decimal(number, end));
+    return Signed(Parse(number, end, std::chars_format::general));
 }
 
 // The longest number in fixed notation: a sign, the digits of the largest
