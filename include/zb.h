@@ -365,28 +365,126 @@ ZB_API int32_t ZB_CALL ZBESCODE(int16_t code);
  * library. */
 ZB_API int32_t ZB_CALL ZBESLOG(uint16_t on, const char* name);
 
-/* ---- data files ---- */
+/* ---- data files ----
+ *
+ * A data file has one record in memory, the record buffer: records are read
+ * into it and written from it, and the field functions work on it. The number
+ * of the record that it holds is the current record.
+ *
+ * Record numbers are held against the record count in memory, which is that of
+ * the file at the open or at the last refresh: by ZBDDHGET, or by a file lock of
+ * kind 1 to 4. Before that a record that another program has appended can't be
+ * read, and a program that appends without a refresh may write over it.
+ *
+ * Every function that takes a data handle returns ZB_ErrBadHandle for one that
+ * isn't open, a failure that stands before it has looked at the handle, and
+ * ZB_ErrOpen after ZBDQCLOSE. A null output is looked at first of all, also
+ * while a failure stands. Outputs are left alone on failure, unless told.
+ */
 
+/* Opens a data file. The low byte of `mode` is the dialect (0 means 1), to which
+ * ZB_ReadOnly, ZB_Shared or ZB_OpenShared is added. A file with a padded header
+ * is known by itself and gets dialect 9 whatever the mode says; otherwise the
+ * mode is believed, so far as the version byte allows it. A file that can't be
+ * had as asked is opened for reading and shared, which ZBDDINFO shows and the
+ * first write meets as ZB_ErrReadOnly.
+ *
+ * ZB_WarnFileSize: the file is open, but its length isn't what the header says.
+ * ZB_ErrOpen; ZB_ErrBadName for an empty name or one of more than 260 bytes;
+ * ZB_ErrNoSlot; ZB_ErrMemory; ZB_ErrRead for a file shorter than its header;
+ * ZB_ErrBadOption for a dialect above 9; ZB_ErrFileType where the version
+ * doesn't fit the dialect or a memo field; ZB_ErrHeaderLength;
+ * ZB_ErrProductionFlag in dialects 2 and 8; ZB_ErrFieldName; ZB_ErrFieldType;
+ * ZB_ErrRecordLength where the widths don't add up to it. On failure nothing
+ * stays open and the handle is 65535; a null argument or a failure that stood
+ * before leave it alone. */
 ZB_API int32_t ZB_CALL ZBDDOPENX(uint16_t* handle, const char* name, uint16_t mode);
+
+/* Closes a data file, and with it ends all its locks. When records have been
+ * written it first writes the day of the month into the header's date byte.
+ * After a failure the file is still open. */
 ZB_API int32_t ZB_CALL ZBDDCLOSE(int16_t data);
+
+/* Reads the record count anew from the file. ZB_ErrRead, ZB_ErrSeek. */
 ZB_API int32_t ZB_CALL ZBDDHGET(int16_t data);
+
+/* Gives the record count in memory, deleted records included. */
 ZB_API int32_t ZB_CALL ZBDDSIZE(int16_t data, uint32_t* count);
+
+/* Writes the date of the last update as text in a style from 1 to 15; `text`
+ * holds 11 bytes. The file keeps one byte b of it, told as day b of month b of
+ * the year 1900 + b: ZB_ErrBadDate where there is no such date.
+ * ZB_ErrBadOption for an unknown style. */
 ZB_API int32_t ZB_CALL ZBDDLUD(int16_t data, char* text, int32_t style);
+
+/* Tells about an open data file. */
 ZB_API int32_t ZB_CALL ZBDDINFO(int16_t data, ZbDataInfo* info);
+
 ZB_API int32_t ZB_CALL ZBDDCREATE(const char* name, int16_t fieldCount, ZbFieldSpec* specs, int16_t mode);
 ZB_API int32_t ZB_CALL ZBDDPACK(int16_t* data);
+
+/* Reads a record into the record buffer and makes it the current one.
+ * ZB_WarnDeleted: it was read, and its delete flag isn't blank. ZB_ErrSeek for a
+ * number outside 1 to the record count; ZB_ErrRead for a record that the file
+ * doesn't hold in full, after which the buffer's contents are not defined. */
 ZB_API int32_t ZB_CALL ZBDDRGET(int16_t data, int32_t recordNo);
+
+/* The same, and puts the record's values into `image`, which may be null: the
+ * delete flag in one byte, then without gaps for each field
+ *   C, D  width + 1 bytes of text with its terminator; a date in the current style
+ *   N, F  8 bytes, a double
+ *   M     4 bytes, an unsigned block number
+ *   L     1 byte: 0, 1 or '?'
+ * A date text of a long style, of 10 characters, runs into the room of the next
+ * field, which then writes over its end; behind a last field the image must have
+ * 2 bytes more for it. A field that fails ends the walk with the code of
+ * ZBDDFGET, the fields behind it being left alone. */
 ZB_API int32_t ZB_CALL ZBDDRGETX(int16_t data, void* image, int32_t recordNo);
+
+/* Writes the record buffer to the file, as a live record. Mode 0 appends it and
+ * stores its number in `recordNo`; mode 256 writes it over the record of the
+ * number there, which is held against nothing: beyond the end the file grows,
+ * the record count doesn't. The record becomes the current one.
+ *
+ * ZB_ErrReadOnly; ZB_ErrBadOption for another mode, with nothing written;
+ * ZB_ErrSeek for an update of record 0, or for a place beyond 2 GiB;
+ * ZB_ErrWrite. An append that fails leaves the record count in memory raised by
+ * one, and `recordNo` set. */
 ZB_API int32_t ZB_CALL ZBDDRPUT(int16_t data, uint32_t* recordNo, uint16_t mode);
+
+/* The same, with the values of `image` put into the record buffer first, unless
+ * it is null. It is laid out as for ZBDDRGETX. A value that is refused ends the
+ * call with the code of ZBDDFPUT before anything is written to the file, and
+ * leaves the buffer with the fields before it changed. ZB_WarnTruncated and
+ * ZB_WarnRounded come back with the record written. */
 ZB_API int32_t ZB_CALL ZBDDRPUTX(int16_t data, const void* image, uint32_t* recordNo, uint16_t mode);
+
+/* Reads a record, sets or clears its delete flag and writes it back. It becomes
+ * the current one. A record that is already as wanted isn't written, but the
+ * file counts as changed. ZB_ErrReadOnly; ZB_ErrSeek for a number outside 1 to
+ * the record count; ZB_ErrRead, ZB_ErrWrite. */
 ZB_API int32_t ZB_CALL ZBDDRDEL(int16_t data, int32_t recordNo);
 ZB_API int32_t ZB_CALL ZBDDRUNDEL(int16_t data, int32_t recordNo);
+
+/* ZB_WarnDeleted if the delete flag in the record buffer is '*', else 0. */
 ZB_API int32_t ZB_CALL ZBDDRSTAT(int16_t data);
+
+/* Fills the record buffer with blanks. The current record stays. */
 ZB_API int32_t ZB_CALL ZBDDRCLEAR(int16_t data);
+
+/* Gives the number of the current record, 0 when there is none. */
 ZB_API int32_t ZB_CALL ZBDDRNUM(int16_t data, uint32_t* recordNo);
+
+/* Tells the size of a record, the number of fields and where the record buffer
+ * is: its address, which is good until the file is closed, or its block handle.
+ * The block stays the library's. */
 ZB_API int32_t ZB_CALL ZBDDRINFO(int16_t data, ZbDataRecordInfo* info);
 ZB_API int32_t ZB_CALL ZBDDRINFOH(int16_t data, ZbDataRecordInfo* info);
+
+/* Always ZB_WarnNoFlush, also over a failure that stands: every write has gone
+ * to the system already. The handle isn't looked at. */
 ZB_API int32_t ZB_CALL ZBDDFLUSH(int16_t data);
+
 ZB_API int32_t ZB_CALL ZBDDFGET(int16_t data, int16_t fieldNo, void* value);
 ZB_API int32_t ZB_CALL ZBDDFGETS(int16_t data, int16_t fieldNo, char* text);
 ZB_API int32_t ZB_CALL ZBDDFPUT(int16_t data, int16_t fieldNo, const void* value);
@@ -398,9 +496,34 @@ ZB_API int32_t ZB_CALL ZBDDFNPUTS(int16_t data, const char* name, const char* te
 ZB_API int32_t ZB_CALL ZBDDFNAM2NO(int16_t data, int16_t* fieldNo, const char* name);
 ZB_API int32_t ZB_CALL ZBDDFNO2NAM(int16_t data, char* name, int16_t fieldNo);
 ZB_API int32_t ZB_CALL ZBDDFINFO(int16_t data, uint16_t* maxWidth, ZbFieldSpec* specs);
+
+/* Locks a data file against other programs and other handles.
+ *   1  the header: whoever appends
+ *   2  the whole file, header included
+ *   3  all records, and readers, but not the header
+ *   4  shared: taken by up to 62 readers, refused while a record is locked
+ *   5  only asks whether there are no readers; nothing stays locked
+ * Kinds 1 to 4 refresh the record count. Nothing waits: a lock that can't be
+ * had gives 100 in `conflict`, which may be null and is otherwise 0, and the
+ * result is 0 all the same. Other kinds do nothing. */
 ZB_API int32_t ZB_CALL ZBDDLOCK(int16_t data, int16_t kind, uint16_t* conflict);
+
+/* Gives up a lock of kind 1 to 4; another kind gives up the range that was asked
+ * for last. `conflict` may be null and is set to 0. A lock that isn't held is a
+ * failure, of the platform's number. */
 ZB_API int32_t ZB_CALL ZBDDUNLOCK(int16_t data, int16_t kind, uint16_t* conflict);
+
+/* Locks one record, by kind:
+ *   5  only asks whether it could be locked
+ *   6  gives it up; with recordNo 0 all that this handle holds
+ *   7  locks it; once more is no harm and counts once
+ * A lock that can't be had gives 100 in `conflict`, which may be null and is
+ * otherwise 0; the result is 0. So does the 16385th lock of a handle, whose byte
+ * then stays locked until the file is closed. The record count isn't refreshed.
+ * Records up to 536870911 have a byte to lock. Other kinds do nothing. */
 ZB_API int32_t ZB_CALL ZBDDRLOCK(int16_t data, uint32_t recordNo, int16_t kind, uint16_t* conflict);
+
+/* Does nothing and returns 0. */
 ZB_API int32_t ZB_CALL ZBDDHLOCK(int16_t anything);
 
 /* ---- dates ---- */
