@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/ascii.h"
+#include "core/library.h"
 #include "core/number.h"
 #include "data/data.h"
 #include "dates/dates.h"
