@@ -34,9 +34,9 @@ Code DfieldPut(DataFile& file, const void* value, int fieldNo, int type);
 // Sets no code.
 int FieldNumber(const DataFile& file, const char* name);
 
-// The locks by which programs share a data file, and the re-reading of its
-// record count. Both always return 0: a conflict comes back as LockConflict in
-// `conflict`, which may be null.
+// The locks by which programs share a data file. DataLock always returns 0: what
+// stands in the way of a lock comes back as LockConflict in `conflict`, which may
+// be null. DataUnlock returns the failure of the unlock.
 enum LockKind : int16_t {
     LockHeader = 1,
     LockAll = 2,
@@ -48,6 +48,8 @@ enum LockKind : int16_t {
 };
 Code DataLock(DataFile& file, int16_t kind, uint16_t* conflict);
 Code DataUnlock(DataFile& file, int16_t kind, uint16_t* conflict);
+
+// Reads the record count again, the one thing that is ever read again.
 Code HeaderRefresh(DataFile& file);
 
 // Closes the platform file of an object and keeps the object.
