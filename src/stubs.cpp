@@ -10,16 +10,6 @@
 
 namespace zb {
 uint16_t StyleOfKeyword(const char*) { return 1; }
-Code DfieldGet(DataFile& file, void* value, int fieldNo, int) {
-    const Field& field = file.fields[fieldNo];
-    memcpy(value, file.record.data + field.offset, field.width);
-    return CurrentCode();
-}
-Code DfieldPut(DataFile& file, const void* value, int fieldNo, int) {
-    const Field& field = file.fields[fieldNo];
-    memcpy(file.record.data + field.offset, value, field.width);
-    return CurrentCode();
-}
 double ScanDouble(const char* text, size_t length) {
     char copy[300] = "";
     memcpy(copy, text, length < 299 ? length : 299);
