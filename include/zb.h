@@ -420,7 +420,53 @@ ZB_API int32_t ZB_CALL ZBDDLUD(int16_t data, char* text, int32_t style);
 /* Tells about an open data file. */
 ZB_API int32_t ZB_CALL ZBDDINFO(int16_t data, ZbDataInfo* info);
 
+/* Creates an empty data file, replacing a file of that name without a question;
+ * open it afterwards with ZBDDOPENX. `mode` is the dialect, 1 to 9 (0 is refused
+ * here), and ZB_Production sets the production-index byte. `specs` describes the
+ * fields and is changed in place: names and types become upper case, and D
+ * fields get width 8, L 1, M 10, and decimals 0, as C fields do. A record begins
+ * with the delete flag, one byte, which counts for the limit of its length.
+ *
+ *   dialect            1 3 9   2     4     5     6     7     8
+ *   most fields        128     255   128   1023  1023  512   255
+ *   widest C field     254     254   254   254   2048  254   254
+ *   widest N field     19      20    20    19    19    19    20
+ *   most decimals      15      18    18    15    15    15    18     and width - 2
+ *   F fields           no      yes   yes   no    no    no    yes    limits as N
+ *   record length      4000    4000  4000  4000  8192  4000  4000
+ *
+ * (The header's length is kept in 15 bits, so that a file of 1023 fields can be
+ * created but not opened.)
+ *
+ * Checked in this order, before anything is written: a pending code;
+ * ZB_ErrNullPointer; ZB_ErrFieldCount for a count below 1; ZB_ErrFileType for an
+ * unknown mode; ZB_ErrFieldCount over the dialect's limit; then field by field
+ * ZB_ErrFieldName (1 to 10 characters), ZB_ErrFieldType, ZB_ErrFieldWidth,
+ * ZB_ErrFieldDecimals, ZB_ErrRecordLength. Then ZB_ErrBadName, ZB_ErrOpen and
+ * ZB_ErrWrite come from the file; a failed write leaves the file as far as it
+ * got, and open until the process ends. */
 ZB_API int32_t ZB_CALL ZBDDCREATE(const char* name, int16_t fieldCount, ZbFieldSpec* specs, int16_t mode);
+
+/* Removes the deleted records for good: writes the live ones to a new file and
+ * puts it in the place of the old one, which stays as the backup, its extension
+ * replaced by .BAK (an older backup is erased). The work file is the first of
+ * 0.DBF, 1.DBF, ... in the file's directory that doesn't exist. Memo files and
+ * indexes aren't touched: memo block numbers stay good, indexes don't.
+ *
+ * The file is closed and opened again, in its dialect, for writing and shared,
+ * whatever it was before: `*data` gets the new handle, which may be another one.
+ * The production-index byte is 0 afterwards, and there is no end mark. The whole
+ * file is locked while pack runs, if the lock can be had, but a refusal goes
+ * unnoticed: lock first where others may be writing.
+ *
+ * ZB_ErrReadOnly; ZB_ErrBadName where the backup's name would be the file's own
+ * or one of the names would be too long; whatever ZBDDCREATE says of a structure
+ * over the dialect's limits; ZB_ErrRecordLength where a damaged field table gives
+ * a record that no creation makes; and the codes of reading, writing, erasing and
+ * renaming. A failure is final and nothing is tidied up: the work file may be
+ * left, the old data are always whole under the file's own name or the backup's,
+ * and once the closes have begun the handle may be dead. When the last step, the
+ * open, fails, `*data` is -1. */
 ZB_API int32_t ZB_CALL ZBDDPACK(int16_t* data);
 
 /* Reads a record into the record buffer and makes it the current one.
@@ -485,16 +531,59 @@ ZB_API int32_t ZB_CALL ZBDDRINFOH(int16_t data, ZbDataRecordInfo* info);
  * to the system already. The handle isn't looked at. */
 ZB_API int32_t ZB_CALL ZBDDFLUSH(int16_t data);
 
+/* Fields. These calls convert between the record in memory and the caller's
+ * values; a change reaches the file with the next put of the record, and so it is
+ * allowed in a file open for reading only. Fields count from 0.
+ *
+ *   type   in the record                    the caller's value
+ *   C      text, padded with blanks         terminated text; width + 1 bytes of room
+ *   D      yyyymmdd, or 8 blanks            terminated text in the current date style;
+ *                                           11 bytes of room serve every style
+ *   N, F   number text, to the right        double
+ *   L      T or F, or a blank               one byte: 1 true, 0 false, '?' blank
+ *   M      block number, or 10 blanks       uint32_t
+ *
+ * The S forms treat every field as C: they move its bytes, whatever its type. The
+ * forms with an N find the field by its name, as ZBDDFNAM2NO does. All give
+ * ZB_ErrBadHandle, ZB_ErrFieldCount for a field number out of range and
+ * ZB_ErrFieldName for a name not found, in this order before the check of the
+ * value's pointer (but a null name comes first).
+ *
+ * Reading. Trailing blanks of C fields stay. A blank D field gives as many blanks
+ * as a date of the current style has characters, a blank number or memo field 0,
+ * a blank logical '?': but D and L fields count as blank only when nothing but
+ * blanks follows them up to the end of the record. A blank D field before a
+ * filled one gives ZB_ErrBadDate, and a blank L field there leaves the value
+ * alone. A D field that isn't a date gives ZB_ErrBadDate with its 8 characters in
+ * the value. T, Y, y and the byte 1 are true, F, f, N and n false; any other
+ * byte, t among them, leaves the value alone. */
 ZB_API int32_t ZB_CALL ZBDDFGET(int16_t data, int16_t fieldNo, void* value);
 ZB_API int32_t ZB_CALL ZBDDFGETS(int16_t data, int16_t fieldNo, char* text);
+/* Writing. A text longer than its C field is cut, with ZB_WarnTruncated. A D
+ * field takes a date in the current style, or blanks; ZB_ErrBadDate for anything
+ * else. A number is formatted to the field's width and decimals, rounded as
+ * printf does it: ZB_ErrFieldValue when the result is above the field's largest
+ * value, and ZB_WarnRounded when it isn't the number given. There is no lower
+ * bound: of a negative number that is too long the first characters are stored.
+ * An L field takes T, t, Y, y or the byte 1 for true, F, f, N, n or the byte 0 for
+ * false, and gives ZB_ErrFieldValue for any other byte. On a failure the field is
+ * as it was. */
 ZB_API int32_t ZB_CALL ZBDDFPUT(int16_t data, int16_t fieldNo, const void* value);
 ZB_API int32_t ZB_CALL ZBDDFPUTS(int16_t data, int16_t fieldNo, const char* text);
 ZB_API int32_t ZB_CALL ZBDDFNGET(int16_t data, const char* name, void* value);
 ZB_API int32_t ZB_CALL ZBDDFNGETS(int16_t data, const char* name, char* text);
 ZB_API int32_t ZB_CALL ZBDDFNPUT(int16_t data, const char* name, const void* value);
 ZB_API int32_t ZB_CALL ZBDDFNPUTS(int16_t data, const char* name, const char* text);
+/* The number of the field of that name, compared in full and without regard to
+ * case. ZB_ErrFieldName when there is none; `fieldNo` then holds the number of
+ * fields. */
 ZB_API int32_t ZB_CALL ZBDDFNAM2NO(int16_t data, int16_t* fieldNo, const char* name);
+/* The name of a field: `name` needs 11 bytes. ZB_ErrFieldCount for a number out of
+ * range. */
 ZB_API int32_t ZB_CALL ZBDDFNO2NAM(int16_t data, char* name, int16_t fieldNo);
+/* Describes all fields: `specs` must have room for as many as ZBDDRINFO counts.
+ * `maxWidth` gets the width of the widest. `decimals` is the descriptor's byte,
+ * which for a C field is the high byte of the width. */
 ZB_API int32_t ZB_CALL ZBDDFINFO(int16_t data, uint16_t* maxWidth, ZbFieldSpec* specs);
 
 /* Locks a data file against other programs and other handles.
