@@ -497,6 +497,38 @@ TEST_F(DataFile, ALibraryThatIsntStartedOpensNothing) {
     EXPECT_EQ(ZBDDFLUSH(0), -59);
 }
 
+// Whatever one byte of the header and the table says: the file is refused, or all
+// calls on it come to an end within their buffers.
+TEST_F(DataFile, AnyByteOfTheHeaderAndTheTableMayBeAnything) {
+    Bytes file = Dbf(131, 1 + 3 + 8 + 6 + 1 + 10,
+                     {DbfField("TEXT", 'C', 3), DbfField("DAY", 'D', 8), DbfField("AMOUNT", 'N', 6, 2),
+                      DbfField("SURE", 'L', 1), DbfField("NOTE", 'M', 10)},
+                     {" abc19960229 12.50T        77", "*xyz19701231  0.01F          "});
+    WriteFile("a.dbf", file);
+    Bytes image(70000, '\0');
+    int opened = 0;
+    for (size_t at = 0; at < 193; at++) {
+        for (int value : {0, 1, 0x0D, 0x21, 0x43, 0x7F, 0x80, 0xFF}) {
+            PatchFile("a.dbf", at, Bytes(1, static_cast<char>(value)));
+            if (Reopen(at % 2 ? 7 : 2) >= 0) {
+                opened++;
+                for (int32_t n : {1, 2, 3}) {
+                    ZBDDRGETX(Data(), image.data(), n);
+                    ZBESCODE(0);
+                }
+                uint32_t number = 0;
+                image.assign(image.size(), '\0');
+                ZBDDRPUTX(Data(), image.data(), &number, 0);
+                ZBESCODE(0);
+                ASSERT_EQ(Close(), 0);
+            }
+            ZBESCODE(0);
+            PatchFile("a.dbf", 0, file);
+        }
+    }
+    EXPECT_GT(opened, 100);
+}
+
 // ---- modes ----
 
 TEST_F(DataFile, OpenSharedWithReadOnlyIsAReadOnlySharedOpen) {

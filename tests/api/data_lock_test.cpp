@@ -428,20 +428,20 @@ TEST_F(DataLocks, ARecordGivenUpBehindTheLibrarysBackLeavesTheList) {
 
 TEST_F(DataLocks, The16385thRecordGets100WithItsByteLocked) {
     Opened file, other;
-    for (uint32_t n = 1; n <= 16384; n++) ASSERT_EQ(file.Record(n, 7), 0) << n;
-    EXPECT_EQ(file.Record(16385, 7), Conflict);
-    EXPECT_EQ(other.Record(16385, 7), Conflict);
-    EXPECT_EQ(other.Record(16384, 7), Conflict);
+    for (uint32_t n = 16385; n >= 2; n--) ASSERT_EQ(file.Record(n, 7), 0) << n;
+    EXPECT_EQ(file.Record(1, 7), Conflict);
+    EXPECT_EQ(other.Record(1, 7), Conflict);
+    EXPECT_EQ(other.Record(2, 7), Conflict);
     EXPECT_EQ(other.Record(16386, 7), 0);
-    // It isn't in the list, so that it can't be given up, and isn't asked for anew.
-    EXPECT_EQ(file.Record(16385, 6), 0);
-    EXPECT_EQ(file.Record(16385, 7), Conflict);
+    // It isn't in the list, so that it can't be given up, and is asked for anew.
+    EXPECT_EQ(file.Record(1, 6), 0);
+    EXPECT_EQ(file.Record(1, 7), Conflict);
     EXPECT_EQ(file.Record(0, 6), 0);
-    EXPECT_EQ(other.Record(16385, 7), Conflict);
-    EXPECT_EQ(other.Record(1, 7), 0);
-    EXPECT_EQ(other.Record(16384, 7), 0);
-    EXPECT_EQ(ZBDDCLOSE(file.Data()), 0);
+    EXPECT_EQ(other.Record(1, 7), Conflict);
+    EXPECT_EQ(other.Record(2, 7), 0);
     EXPECT_EQ(other.Record(16385, 7), 0);
+    EXPECT_EQ(ZBDDCLOSE(file.Data()), 0);
+    EXPECT_EQ(other.Record(1, 7), 0);
 }
 
 TEST_F(DataLocks, TheListGrowsAndShrinksInAnyOrder) {
