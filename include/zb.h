@@ -617,41 +617,168 @@ ZB_API int32_t ZB_CALL ZBDDHLOCK(int16_t anything);
 
 /* ---- dates ---- */
 
+/* A date has three forms, which the names of the functions tell by a letter:
+ *
+ *   I  three integers: year 0 to 9999, month 1 to 12, day of the month
+ *   L  a day number: 1 is 1 January of the year 1, the largest is 3652059
+ *   S  a text in one of 15 styles, zero-terminated
+ *
+ *    1  "Gregorian (mm/dd/yy)"       9  "British (dd/mm/yyyy)"
+ *    2  "Gregorian (mm/dd/yyyy)"    10  "French (dd/mm/yy)"
+ *    3  "Julian (yyyy/ddd)"         11  "French (dd/mm/yyyy)"
+ *    4  "dBASE (yyyymmdd)"          12  "Italian (dd-mm-yy)"
+ *    5  "DMY (ddmmyy)"              13  "Italian (dd-mm-yyyy)"
+ *    6  "German (dd.mm.yy)"         14  "ENSI (yy.mm.dd)"
+ *    7  "German (dd.mm.yyyy)"       15  "ENSI (yyyy.mm.dd)"
+ *    8  "British (dd/mm/yy)"
+ *
+ * ddd is the day of the year. A year of two digits belongs to 1900 to 1999. The
+ * buffer for a date takes 11 bytes.
+ *
+ * Unless something else is said, the functions need no open file, return a
+ * standing failure without acting, and write their outputs only when they
+ * succeed. Their codes are ZB_ErrBadOption for a style outside 1 to 15,
+ * ZB_ErrBadDate for a date, month, weekday or day number out of range, and
+ * ZB_ErrNullPointer. A function made of two steps takes them in order, so that
+ * a bad text is reported before a null output. Days of a month are counted with
+ * the February of the year that a date function looked at last; only a text in
+ * style 3 shows it (see ZBCDS2I). */
+
+/* Sets the client's date style. ZB_ErrBadOption leaves it as it was. On success
+ * the code that stands is kept and returned; a standing failure hinders
+ * nothing. */
 ZB_API int32_t ZB_CALL ZBCDSTYLE(uint16_t style);
+
+/* Tells the client's date style and its name as above; `name` takes 23 bytes.
+ * After a ZBDINIT that refused its table size that is 0 and an empty name. The
+ * code is kept as by ZBCDSTYLE. */
 ZB_API int32_t ZB_CALL ZBCDGSTYLE(uint16_t* style, char* name);
+
+/* The day number of a date: (year - 1) * 365.2425 cut to a whole number, and the
+ * day of the year. In 2000 of the years 1 to 9999, 2005 and 2025 among them,
+ * that is one day less than the true count and in 800 years one more; 1965 to
+ * 2004 are exact. 1 January of the year 0 gives -364. */
 ZB_API int32_t ZB_CALL ZBCDI2L(int32_t* day, int16_t year, int16_t month, int16_t dayOfMonth);
+
+/* The date of a day number 1 to 3652059, by the true calendar: for a year that
+ * ZBCDI2L counts low it is the day before the one that the number came from.
+ * 800 numbers, each a 1 January, are refused with ZB_ErrBadDate; the first is
+ * 74144. */
 ZB_API int32_t ZB_CALL ZBCDL2I(int16_t* year, int16_t* month, int16_t* dayOfMonth, int32_t day);
+
+/* The text of a date in a style. The date is checked before the style. */
 ZB_API int32_t ZB_CALL ZBCDI2S(char* text, int16_t style, int16_t year, int16_t month, int16_t dayOfMonth);
+
+/* Reads a text of at most 15 characters in a style. The result is 0, or
+ * ZB_KeyEmpty with all three outputs 0 for a blank date: nothing but blanks (in
+ * any style, at any length), or the style's separators alone.
+ *
+ * A text is as long as the style's form; one with two separators may be up to
+ * two characters shorter. Blanks count for the length, except in style 4, and
+ * then go. What is left is read by position: separators are never looked at (in
+ * styles 1 to 3 a backslash is a slash), a field ends at its first character
+ * that is no digit, and is 0 where the text has ended. So "12/ 1/95" in style 1
+ * is 1 December 1905.
+ *
+ * In style 3 the day of the year is turned into month and day with the February
+ * of the year that was looked at before: call ZBCDILEAP for the year first.
+ *
+ * ZB_ErrBadDate for a wrong length or a date that doesn't exist; in style 4 a
+ * wrong length is shown to the person at the machine as well. */
 ZB_API int32_t ZB_CALL ZBCDS2I(int16_t* year, int16_t* month, int16_t* dayOfMonth, const char* text,
                                int16_t style);
+
+/* The day number of a text: ZBCDS2I, then ZBCDI2L. A blank date has none
+ * (ZB_ErrBadDate). */
 ZB_API int32_t ZB_CALL ZBCDS2LX(int32_t* day, const char* text, int16_t style);
+
+/* The text of a day number: ZBCDL2I, then ZBCDI2S. */
 ZB_API int32_t ZB_CALL ZBCDL2SX(char* text, int16_t style, int32_t day);
+
+/* From one style to another: ZBCDS2I, then ZBCDI2S. The texts may be one buffer.
+ * A blank date gives ZB_ErrBadDate. */
 ZB_API int32_t ZB_CALL ZBCDS2S(char* text, int16_t styleOut, const char* textIn, int16_t styleIn);
+
+/* The days between two dates, whichever is the later, by ZBCDS2LX of each. */
 ZB_API int32_t ZB_CALL ZBCDSDIFF(uint32_t* days, const char* text1, int16_t style1, const char* text2,
                                  int16_t style2);
+
+/* The day of the week of a day number 1 to 3652059; 0 is Sunday. */
 ZB_API int32_t ZB_CALL ZBCDL2DOW(int16_t* dayOfWeek, int32_t day);
+
+/* The day of the week of a text: ZBCDS2LX, then ZBCDL2DOW. It is as far from the
+ * true one as the day number is from the true count. */
 ZB_API int32_t ZB_CALL ZBCDS2DOW(int16_t* dayOfWeek, const char* text, int16_t style);
+
+/* The English name of a day of the week, 0 to 6; `name` takes 10 bytes. */
 ZB_API int32_t ZB_CALL ZBCDSDAY(char* name, int16_t dayOfWeek);
+
+/* The name of a text's day of the week: ZBCDS2DOW, then ZBCDSDAY. */
 ZB_API int32_t ZB_CALL ZBCDS2DAY(char* name, const char* text, int16_t style);
+
+/* The English name of a month, 1 to 12; `name` takes 10 bytes. */
 ZB_API int32_t ZB_CALL ZBCDSMONTH(char* name, int16_t month);
+
+/* The name of a text's month: ZBCDS2I, then ZBCDSMONTH. A blank date gives
+ * ZB_ErrBadDate. */
 ZB_API int32_t ZB_CALL ZBCDS2MON(char* name, const char* text, int16_t style);
+
+/* 1 for a leap year, else 0. Any year is taken, no code is looked at or changed,
+ * and the library need not be started. */
 ZB_API int32_t ZB_CALL ZBCDILEAP(int16_t year);
+
+/* 1 or 0 for a text's year: ZBCDS2I, then ZBCDILEAP. A blank date gives 1. A
+ * failure is returned in its place. */
 ZB_API int32_t ZB_CALL ZBCDSLEAP(const char* text, int16_t style);
+
+/* The days of a month in a year 1 to 9999. */
 ZB_API int32_t ZB_CALL ZBCDIPERM(int16_t* days, int16_t year, int16_t month);
+
+/* The days of a text's month: ZBCDS2I, then ZBCDIPERM. A blank date gives
+ * ZB_ErrBadDate. */
 ZB_API int32_t ZB_CALL ZBCDSPERM(int16_t* days, const char* text, int16_t style);
+
+/* What ZBCDS2I says of a text: 0 valid, ZB_KeyEmpty blank, or its failure. */
 ZB_API int32_t ZB_CALL ZBCDSVALID(const char* text, int16_t style);
+
+/* Today's local date and day of the week; 0 is Sunday. */
 ZB_API int32_t ZB_CALL ZBCDIGET(int16_t* year, int16_t* month, int16_t* dayOfMonth, int16_t* dayOfWeek);
+
+/* Today's date as text: ZBCDIGET, then ZBCDI2S. */
 ZB_API int32_t ZB_CALL ZBCDSGET(char* text, int16_t style);
 
 /* ---- times ---- */
 
+/* A time of day is hours 0 to 23, minutes and seconds 0 to 59. As text it is
+ * "hh:mm:ss" in style 1 and "hhmm" in style 2; the buffer takes 9 bytes. The
+ * functions need no open file and return a standing failure without acting.
+ * Their codes are ZB_ErrBadOption for another style, ZB_ErrBadTime for a bad
+ * time or text, and ZB_ErrNullPointer. */
+
+/* The text of a time. The time, seconds included in either style, is checked
+ * before the style; a failure leaves the text alone. */
 ZB_API int32_t ZB_CALL ZBCTI2S(char* text, int16_t style, int16_t hours, int16_t minutes, int16_t seconds);
+
+/* Reads a text that has exactly the style's form; in style 1 the first digit may
+ * be a blank. Style 2 gives 0 seconds. Where the text holds numbers but is no
+ * time, ZB_ErrBadTime comes with those numbers in the outputs; where a number
+ * is missing, only style 2 has set its seconds. */
 ZB_API int32_t ZB_CALL ZBCTS2I(int16_t* hours, int16_t* minutes, int16_t* seconds, const char* text,
                                int16_t style);
+
+/* What ZBCTS2I says of a text. */
 ZB_API int32_t ZB_CALL ZBCTSVALID(const char* text, int16_t style);
+
+/* The seconds between two times of one day, whichever is the later. Both texts
+ * are read before the output pointer is looked at; a failure leaves the output
+ * alone. */
 ZB_API int32_t ZB_CALL ZBCTSDIFF(uint32_t* seconds, const char* text1, int16_t style1, const char* text2,
                                  int16_t style2);
+
+/* The local time now. The hundredths are always 0. */
 ZB_API int32_t ZB_CALL ZBCTIGET(int16_t* hours, int16_t* minutes, int16_t* seconds, int16_t* hundredths);
+
+/* The local time as text: ZBCTIGET, then ZBCTI2S. */
 ZB_API int32_t ZB_CALL ZBCTSGET(char* text, int16_t style);
 
 /* ---- DBT memo files ---- */

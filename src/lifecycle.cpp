@@ -5,6 +5,7 @@
 #include "dates/dates.h"
 #include "expr/expr.h"
 #include "file/operations.h"
+#include "index/ndx/ndx.h"
 
 using namespace zb;
 
@@ -19,6 +20,7 @@ struct Family {
 constexpr Family families[] = {
     {nullptr, nullptr},
     {ZBDDCLOSE, DataQuickClose},
+    {ZBDNCLOSE, NdxQuickClose},
 };
 
 const Family* FamilyOf(unsigned slotType) {

@@ -110,6 +110,62 @@ double Scan(const char* text, const char* end) {
 constexpr int MaxIntegerDigits = 309;
 constexpr int MaxDecimals = 1074;
 
+constexpr uint64_t Power[] = {1,
+                              10,
+                              100,
+                              1000,
+                              10000,
+                              100000,
+                              1000000,
+                              10000000,
+                              100000000,
+                              1000000000,
+                              10000000000,
+                              100000000000,
+                              1000000000000,
+                              10000000000000,
+                              100000000000000,
+                              1000000000000000};
+constexpr int MaxPower = 15;
+
+struct Wide {
+    uint64_t high, low;
+};
+
+Wide Multiply(uint64_t a, uint64_t b) {
+    constexpr uint64_t half = 0xFFFFFFFF;
+    uint64_t low = (a & half) * (b & half);
+    uint64_t middle = (a >> 32) * (b & half) + (low >> 32);
+    uint64_t other = (a & half) * (b >> 32) + (middle & half);
+    return {(a >> 32) * (b >> 32) + (middle >> 32) + (other >> 32), other << 32 | (low & half)};
+}
+
+// The short way for numbers of everyday size: exact in fixed point, the whole
+// part beside 64 bits of fraction, and rounded to even as the printer does it.
+// Null for numbers that need more.
+char* ToFixed(char* to, double value, int decimals) {
+    double magnitude = std::fabs(value);
+    if (!(magnitude < static_cast<double>(MaxExactInteger)) || decimals > MaxPower) return nullptr;
+    auto whole = static_cast<uint64_t>(magnitude);
+    double rest = (magnitude - static_cast<double>(whole)) * 0x1p64;
+    auto bits = static_cast<uint64_t>(rest);
+    if (static_cast<double>(bits) != rest) return nullptr;
+
+    auto [fraction, remainder] = Multiply(bits, Power[decimals]);
+    constexpr uint64_t tie = uint64_t{1} << 63;
+    uint64_t odd = (decimals ? fraction : whole) & 1;
+    if (remainder > tie || (remainder == tie && odd)) fraction++;
+    if (fraction == Power[decimals]) fraction = 0, whole++;
+
+    if (std::signbit(value)) *to++ = '-';
+    to = std::to_chars(to, to + MaxDigits, whole).ptr;
+    if (decimals == 0) return to;
+    *to++ = '.';
+    for (char* digit = to + decimals; digit != to; fraction /= 10)
+        *--digit = static_cast<char>('0' + fraction % 10);
+    return to + decimals;
+}
+
 // Text of a bounded buffer, counted on beyond its end.
 class Output {
   public:
@@ -142,7 +198,9 @@ double ScanDouble(const char* text, size_t length) { return Scan(text, text + le
 size_t PrintDouble(char* text, size_t size, double value, int width, int decimals, bool zeroFill) {
     char digits[1 + MaxIntegerDigits + 1 + MaxDecimals];
     int precision = std::clamp(decimals, 0, MaxDecimals);
-    auto* end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, precision).ptr;
+    char* end = ToFixed(digits, value, precision);
+    if (!end)
+        end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, precision).ptr;
     auto count = static_cast<size_t>(end - digits);
     auto zeros = static_cast<size_t>(std::isfinite(value) ? std::max(decimals, 0) - precision : 0);
     auto room = static_cast<size_t>(std::max(width, 0));
