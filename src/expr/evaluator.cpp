@@ -166,7 +166,7 @@ Code CheckValue() {
     return 0;
 }
 
-// ---- the result's block ----
+// ---- the result's block --------------------------------------------------
 
 // Makes the result's block, with an empty text, where there is none yet: when it
 // is needed, since most first values become the result with their own block.
