@@ -258,37 +258,168 @@ enum ZbDialect {
     ZB_DialectFox255 = 8,
     ZB_DialectPaddedHeader = 9
 };
-/* ---- library ---- */
+/* ---- library ----
+ *
+ * A process is one client of the library, which is started once and may be
+ * started again at any time. The settings come from the section [sort] of the
+ * profile file QVDB4XX.INI, which is looked for in the current directory, then
+ * in $XDG_CONFIG_HOME (or ~/.config), then in /etc; the first that exists is
+ * read (on Windows the system's own search applies):
+ *
+ *   datesort=    the date style at the start: GREGOR, GREGORL, JULIAN, YMD, DMY,
+ *                GERMAN or EURODATE, GERMANL or EURODATEL, BRITISH, BRITISHL,
+ *                FRENCH, FRENCHL, ITALIAN, ITALIANL, ENSI, ENSIL, in any case of
+ *                letters. A missing or unknown name is GREGOR.
+ *   asciisort=   1 (the default, and every other number): character keys sort by
+ *                the values of their bytes. 0: they sort by the collating order.
+ */
 
+/* Starts the library. A library that runs is stopped first as by ZBDTERM: all
+ * its objects are closed and their handles void.
+ *
+ * tableSize: room for open objects, of which 5 are withheld; it is cut to 100, so
+ *   that at most 95 objects can be open. With 5 the library runs and every open
+ *   fails with ZB_ErrNoSlot.
+ * dateStyle: 1 to 15; anything else takes "datesort" from the profile.
+ *
+ * ZB_ErrBadHandle for a tableSize below 5, ZB_ErrMemory: the client exists all
+ * the same, without a table, so that the code can be read, and ZBDTERM and
+ * ZBDINIT work; whatever uses a handle then fails with ZB_ErrLockBlock. Succeeds
+ * although there was no memory for the file handles; then no file can be opened.
+ * A pending failure doesn't stop it and is cleared, and the log is off. */
 ZB_API int32_t ZB_CALL ZBDINIT(int16_t tableSize, uint8_t dateStyle);
+
+/* Closes every object, whatever comes of each close, and ends the library. User
+ * functions are forgotten; blocks that the caller was given stay his. A pending
+ * failure doesn't stop it. ZB_ErrNotAttached if the library isn't started. */
 ZB_API int32_t ZB_CALL ZBDTERM(void);
+
+/* Gives up the platform file of every open object and keeps the objects. They
+ * can no longer be used: each call on such a handle fails with ZB_ErrOpen, its
+ * close too, and only ZBDTERM ends them. Headers that wait to be written are
+ * not. Returns 0 whatever came of the single files, ZB_ErrNotAttached, or
+ * ZB_ErrLockBlock without a table; a pending failure doesn't stop it. */
 ZB_API int32_t ZB_CALL ZBDQCLOSE(void);
+
+/* 0 if the host was built for this interface, which is version 3, and
+ * ZB_ErrFileType otherwise. Leaves the code alone and needs no library. */
 ZB_API int32_t ZB_CALL ZBDVERSION(uint16_t version);
+
+/* What a host calls when it loads the library: ZBDINIT(100, 0). Returns 1 if that
+ * succeeded and 0 if not. `first` is ignored, `second` is kept and not used. */
 ZB_API int32_t ZB_CALL QV4InitInstance(uint32_t first, uint32_t second);
 
-/* ---- memory blocks ---- */
+/* ---- memory blocks ----
+ *
+ * A block is zero-filled and has 128 bytes more than were asked for, zero too. It
+ * is named by a handle; its address holds until the block is resized or freed.
+ * These functions look at no pending failure, a success leaves the code as it is,
+ * and they need no started library, except that a failure without one is
+ * reported as ZB_ErrNotAttached.
+ */
 
+/* Gives a new block of `size` bytes; 0 is a size. ZB_ErrMemory, with 0 in
+ * `handle`; ZB_ErrNullPointer. */
 ZB_API int32_t ZB_CALL _ZBMALLOC(ZbBlock* handle, uint32_t size);
+
+/* Resizes the block named by `*handle`; its address may change, and what it gains
+ * is zero. ZB_ErrMemory, also for a handle that names no block, and the block is
+ * as it was; ZB_ErrNullPointer. */
 ZB_API int32_t ZB_CALL _ZBMRALLOC(ZbBlock* handle, uint32_t size);
+
+/* Frees a block, locked or not. A handle that names none, such as one that has
+ * been freed before, is passed over, and the pending code comes back. */
 ZB_API int32_t ZB_CALL _ZBMFREE(ZbBlock handle);
+
+/* Frees the block that begins at an address; any other address, and null, is
+ * passed over. Always returns 0. */
 ZB_API int32_t ZB_CALL ZBMFREE(void* address);
+
+/* Tells the address of a block. ZB_ErrLockBlock for a handle that names none,
+ * with a null address; ZB_ErrNullPointer. */
 ZB_API int32_t ZB_CALL _ZBMLOCK(void** address, ZbBlock handle);
+
+/* The other half of _ZBMLOCK. Does nothing and returns 0: a block stays where it
+ * is in any case. */
 ZB_API int32_t ZB_CALL _ZBMUNLOCK(ZbBlock handle);
 
 /* ---- errors and the log ---- */
 
+/* The code of the last call that set one; ZB_ErrNotAttached without a library. */
 ZB_API int32_t ZB_CALL ZBECODE(void);
+
+/* Sets the code and returns it: ZBESCODE(0) clears a failure.
+ * ZB_ErrNotAttached without a library. */
 ZB_API int32_t ZB_CALL ZBESCODE(int16_t code);
+
+/* Switches the log of failures: 0 off, 1 on with a new name, any other number on
+ * with the old one. Each level of the library that a failure passes through adds
+ * one line to the file: the name of the operation, the line in its source, and
+ * the code, with tabs between. The file is opened and closed for each line, and
+ * where it can't be, the line is dropped.
+ *
+ * name: read with `on` 1 only; at most 30 bytes, ending at the first zero. Null
+ *   keeps the old name.
+ *
+ * Returns the standing code, which it leaves alone; ZB_ErrNotAttached without a
+ * library. */
 ZB_API int32_t ZB_CALL ZBESLOG(uint16_t on, const char* name);
 
-/* ---- data files ---- */
+/* ---- data files ----
+ *
+ * A data file has one record in memory, the record buffer: records are read
+ * into it and written from it, and the field functions work on it. The number
+ * of the record that it holds is the current record.
+ *
+ * Record numbers are held against the record count in memory, which is that of
+ * the file at the open or at the last refresh: by ZBDDHGET, or by a file lock of
+ * kind 1 to 4. Before that a record that another program has appended can't be
+ * read, and a program that appends without a refresh may write over it.
+ *
+ * Every function that takes a data handle returns ZB_ErrBadHandle for one that
+ * isn't open, a failure that stands before it has looked at the handle, and
+ * ZB_ErrOpen after ZBDQCLOSE. A null output is looked at first of all, also
+ * while a failure stands. Outputs are left alone on failure, unless told.
+ */
 
+/* Opens a data file. The low byte of `mode` is the dialect (0 means 1), to which
+ * ZB_ReadOnly, ZB_Shared or ZB_OpenShared is added. A file with a padded header
+ * is known by itself and gets dialect 9 whatever the mode says; otherwise the
+ * mode is believed, so far as the version byte allows it. A file that can't be
+ * had as asked is opened for reading and shared, which ZBDDINFO shows and the
+ * first write meets as ZB_ErrReadOnly.
+ *
+ * ZB_WarnFileSize: the file is open, but its length isn't what the header says.
+ * ZB_ErrOpen; ZB_ErrBadName for an empty name or one of more than 260 bytes;
+ * ZB_ErrNoSlot; ZB_ErrMemory; ZB_ErrRead for a file shorter than its header;
+ * ZB_ErrBadOption for a dialect above 9; ZB_ErrFileType where the version
+ * doesn't fit the dialect or a memo field; ZB_ErrHeaderLength;
+ * ZB_ErrProductionFlag in dialects 2 and 8; ZB_ErrFieldName; ZB_ErrFieldType;
+ * ZB_ErrRecordLength where the widths don't add up to it. On failure nothing
+ * stays open and the handle is 65535; a null argument or a failure that stood
+ * before leave it alone. */
 ZB_API int32_t ZB_CALL ZBDDOPENX(uint16_t* handle, const char* name, uint16_t mode);
+
+/* Closes a data file, and with it ends all its locks. When records have been
+ * written it first writes the day of the month into the header's date byte.
+ * After a failure the file is still open. */
 ZB_API int32_t ZB_CALL ZBDDCLOSE(int16_t data);
+
+/* Reads the record count anew from the file. ZB_ErrRead, ZB_ErrSeek. */
 ZB_API int32_t ZB_CALL ZBDDHGET(int16_t data);
+
+/* Gives the record count in memory, deleted records included. */
 ZB_API int32_t ZB_CALL ZBDDSIZE(int16_t data, uint32_t* count);
+
+/* Writes the date of the last update as text in a style from 1 to 15; `text`
+ * holds 11 bytes. The file keeps one byte b of it, told as day b of month b of
+ * the year 1900 + b: ZB_ErrBadDate where there is no such date.
+ * ZB_ErrBadOption for an unknown style. */
 ZB_API int32_t ZB_CALL ZBDDLUD(int16_t data, char* text, int32_t style);
+
+/* Tells about an open data file. */
 ZB_API int32_t ZB_CALL ZBDDINFO(int16_t data, ZbDataInfo* info);
+
 /* Creates an empty data file, replacing a file of that name without a question;
  * open it afterwards with ZBDDOPENX. `mode` is the dialect, 1 to 9 (0 is refused
  * here), and ZB_Production sets the production-index byte. `specs` describes the
@@ -315,6 +446,7 @@ ZB_API int32_t ZB_CALL ZBDDINFO(int16_t data, ZbDataInfo* info);
  * ZB_ErrWrite come from the file; a failed write leaves the file as far as it
  * got, and open until the process ends. */
 ZB_API int32_t ZB_CALL ZBDDCREATE(const char* name, int16_t fieldCount, ZbFieldSpec* specs, int16_t mode);
+
 /* Removes the deleted records for good: writes the live ones to a new file and
  * puts it in the place of the old one, which stays as the backup, its extension
  * replaced by .BAK (an older backup is erased). The work file is the first of
@@ -336,18 +468,69 @@ ZB_API int32_t ZB_CALL ZBDDCREATE(const char* name, int16_t fieldCount, ZbFieldS
  * and once the closes have begun the handle may be dead. When the last step, the
  * open, fails, `*data` is -1. */
 ZB_API int32_t ZB_CALL ZBDDPACK(int16_t* data);
+
+/* Reads a record into the record buffer and makes it the current one.
+ * ZB_WarnDeleted: it was read, and its delete flag isn't blank. ZB_ErrSeek for a
+ * number outside 1 to the record count; ZB_ErrRead for a record that the file
+ * doesn't hold in full, after which the buffer's contents are not defined. */
 ZB_API int32_t ZB_CALL ZBDDRGET(int16_t data, int32_t recordNo);
+
+/* The same, and puts the record's values into `image`, which may be null: the
+ * delete flag in one byte, then without gaps for each field
+ *   C, D  width + 1 bytes of text with its terminator; a date in the current style
+ *   N, F  8 bytes, a double
+ *   M     4 bytes, an unsigned block number
+ *   L     1 byte: 0, 1 or '?'
+ * A date text of a long style, of 10 characters, runs into the room of the next
+ * field, which then writes over its end; behind a last field the image must have
+ * 2 bytes more for it. A field that fails ends the walk with the code of
+ * ZBDDFGET, the fields behind it being left alone. */
 ZB_API int32_t ZB_CALL ZBDDRGETX(int16_t data, void* image, int32_t recordNo);
+
+/* Writes the record buffer to the file, as a live record. Mode 0 appends it and
+ * stores its number in `recordNo`; mode 256 writes it over the record of the
+ * number there, which is held against nothing: beyond the end the file grows,
+ * the record count doesn't. The record becomes the current one.
+ *
+ * ZB_ErrReadOnly; ZB_ErrBadOption for another mode, with nothing written;
+ * ZB_ErrSeek for an update of record 0, or for a place beyond 2 GiB;
+ * ZB_ErrWrite. An append that fails leaves the record count in memory raised by
+ * one, and `recordNo` set. */
 ZB_API int32_t ZB_CALL ZBDDRPUT(int16_t data, uint32_t* recordNo, uint16_t mode);
+
+/* The same, with the values of `image` put into the record buffer first, unless
+ * it is null. It is laid out as for ZBDDRGETX. A value that is refused ends the
+ * call with the code of ZBDDFPUT before anything is written to the file, and
+ * leaves the buffer with the fields before it changed. ZB_WarnTruncated and
+ * ZB_WarnRounded come back with the record written. */
 ZB_API int32_t ZB_CALL ZBDDRPUTX(int16_t data, const void* image, uint32_t* recordNo, uint16_t mode);
+
+/* Reads a record, sets or clears its delete flag and writes it back. It becomes
+ * the current one. A record that is already as wanted isn't written, but the
+ * file counts as changed. ZB_ErrReadOnly; ZB_ErrSeek for a number outside 1 to
+ * the record count; ZB_ErrRead, ZB_ErrWrite. */
 ZB_API int32_t ZB_CALL ZBDDRDEL(int16_t data, int32_t recordNo);
 ZB_API int32_t ZB_CALL ZBDDRUNDEL(int16_t data, int32_t recordNo);
+
+/* ZB_WarnDeleted if the delete flag in the record buffer is '*', else 0. */
 ZB_API int32_t ZB_CALL ZBDDRSTAT(int16_t data);
+
+/* Fills the record buffer with blanks. The current record stays. */
 ZB_API int32_t ZB_CALL ZBDDRCLEAR(int16_t data);
+
+/* Gives the number of the current record, 0 when there is none. */
 ZB_API int32_t ZB_CALL ZBDDRNUM(int16_t data, uint32_t* recordNo);
+
+/* Tells the size of a record, the number of fields and where the record buffer
+ * is: its address, which is good until the file is closed, or its block handle.
+ * The block stays the library's. */
 ZB_API int32_t ZB_CALL ZBDDRINFO(int16_t data, ZbDataRecordInfo* info);
 ZB_API int32_t ZB_CALL ZBDDRINFOH(int16_t data, ZbDataRecordInfo* info);
+
+/* Always ZB_WarnNoFlush, also over a failure that stands: every write has gone
+ * to the system already. The handle isn't looked at. */
 ZB_API int32_t ZB_CALL ZBDDFLUSH(int16_t data);
+
 /* Fields. These calls convert between the record in memory and the caller's
  * values; a change reaches the file with the next put of the record, and so it is
  * allowed in a file open for reading only. Fields count from 0.
@@ -402,48 +585,200 @@ ZB_API int32_t ZB_CALL ZBDDFNO2NAM(int16_t data, char* name, int16_t fieldNo);
  * `maxWidth` gets the width of the widest. `decimals` is the descriptor's byte,
  * which for a C field is the high byte of the width. */
 ZB_API int32_t ZB_CALL ZBDDFINFO(int16_t data, uint16_t* maxWidth, ZbFieldSpec* specs);
+
+/* Locks a data file against other programs and other handles.
+ *   1  the header: whoever appends
+ *   2  the whole file, header included
+ *   3  all records, and readers, but not the header
+ *   4  shared: taken by up to 62 readers, refused while a record is locked
+ *   5  only asks whether there are no readers; nothing stays locked
+ * Kinds 1 to 4 refresh the record count. Nothing waits: a lock that can't be
+ * had gives 100 in `conflict`, which may be null and is otherwise 0, and the
+ * result is 0 all the same. Other kinds do nothing. */
 ZB_API int32_t ZB_CALL ZBDDLOCK(int16_t data, int16_t kind, uint16_t* conflict);
+
+/* Gives up a lock of kind 1 to 4; another kind gives up the range that was asked
+ * for last. `conflict` may be null and is set to 0. A lock that isn't held is a
+ * failure, of the platform's number. */
 ZB_API int32_t ZB_CALL ZBDDUNLOCK(int16_t data, int16_t kind, uint16_t* conflict);
+
+/* Locks one record, by kind:
+ *   5  only asks whether it could be locked
+ *   6  gives it up; with recordNo 0 all that this handle holds
+ *   7  locks it; once more is no harm and counts once
+ * A lock that can't be had gives 100 in `conflict`, which may be null and is
+ * otherwise 0; the result is 0. So does the 16385th lock of a handle, whose byte
+ * then stays locked until the file is closed. The record count isn't refreshed.
+ * Records up to 536870911 have a byte to lock. Other kinds do nothing. */
 ZB_API int32_t ZB_CALL ZBDDRLOCK(int16_t data, uint32_t recordNo, int16_t kind, uint16_t* conflict);
+
+/* Does nothing and returns 0. */
 ZB_API int32_t ZB_CALL ZBDDHLOCK(int16_t anything);
 
 /* ---- dates ---- */
 
+/* A date has three forms, which the names of the functions tell by a letter:
+ *
+ *   I  three integers: year 0 to 9999, month 1 to 12, day of the month
+ *   L  a day number: 1 is 1 January of the year 1, the largest is 3652059
+ *   S  a text in one of 15 styles, zero-terminated
+ *
+ *    1  "Gregorian (mm/dd/yy)"       9  "British (dd/mm/yyyy)"
+ *    2  "Gregorian (mm/dd/yyyy)"    10  "French (dd/mm/yy)"
+ *    3  "Julian (yyyy/ddd)"         11  "French (dd/mm/yyyy)"
+ *    4  "dBASE (yyyymmdd)"          12  "Italian (dd-mm-yy)"
+ *    5  "DMY (ddmmyy)"              13  "Italian (dd-mm-yyyy)"
+ *    6  "German (dd.mm.yy)"         14  "ENSI (yy.mm.dd)"
+ *    7  "German (dd.mm.yyyy)"       15  "ENSI (yyyy.mm.dd)"
+ *    8  "British (dd/mm/yy)"
+ *
+ * ddd is the day of the year. A year of two digits belongs to 1900 to 1999. The
+ * buffer for a date takes 11 bytes.
+ *
+ * Unless something else is said, the functions need no open file, return a
+ * standing failure without acting, and write their outputs only when they
+ * succeed. Their codes are ZB_ErrBadOption for a style outside 1 to 15,
+ * ZB_ErrBadDate for a date, month, weekday or day number out of range, and
+ * ZB_ErrNullPointer. A function made of two steps takes them in order, so that
+ * a bad text is reported before a null output. Days of a month are counted with
+ * the February of the year that a date function looked at last; only a text in
+ * style 3 shows it (see ZBCDS2I). */
+
+/* Sets the client's date style. ZB_ErrBadOption leaves it as it was. On success
+ * the code that stands is kept and returned; a standing failure hinders
+ * nothing. */
 ZB_API int32_t ZB_CALL ZBCDSTYLE(uint16_t style);
+
+/* Tells the client's date style and its name as above; `name` takes 23 bytes.
+ * After a ZBDINIT that refused its table size that is 0 and an empty name. The
+ * code is kept as by ZBCDSTYLE. */
 ZB_API int32_t ZB_CALL ZBCDGSTYLE(uint16_t* style, char* name);
+
+/* The day number of a date: (year - 1) * 365.2425 cut to a whole number, and the
+ * day of the year. In 2000 of the years 1 to 9999, 2005 and 2025 among them,
+ * that is one day less than the true count and in 800 years one more; 1965 to
+ * 2004 are exact. 1 January of the year 0 gives -364. */
 ZB_API int32_t ZB_CALL ZBCDI2L(int32_t* day, int16_t year, int16_t month, int16_t dayOfMonth);
+
+/* The date of a day number 1 to 3652059, by the true calendar: for a year that
+ * ZBCDI2L counts low it is the day before the one that the number came from.
+ * 800 numbers, each a 1 January, are refused with ZB_ErrBadDate; the first is
+ * 74144. */
 ZB_API int32_t ZB_CALL ZBCDL2I(int16_t* year, int16_t* month, int16_t* dayOfMonth, int32_t day);
+
+/* The text of a date in a style. The date is checked before the style. */
 ZB_API int32_t ZB_CALL ZBCDI2S(char* text, int16_t style, int16_t year, int16_t month, int16_t dayOfMonth);
+
+/* Reads a text of at most 15 characters in a style. The result is 0, or
+ * ZB_KeyEmpty with all three outputs 0 for a blank date: nothing but blanks (in
+ * any style, at any length), or the style's separators alone.
+ *
+ * A text is as long as the style's form; one with two separators may be up to
+ * two characters shorter. Blanks count for the length, except in style 4, and
+ * then go. What is left is read by position: separators are never looked at (in
+ * styles 1 to 3 a backslash is a slash), a field ends at its first character
+ * that is no digit, and is 0 where the text has ended. So "12/ 1/95" in style 1
+ * is 1 December 1905.
+ *
+ * In style 3 the day of the year is turned into month and day with the February
+ * of the year that was looked at before: call ZBCDILEAP for the year first.
+ *
+ * ZB_ErrBadDate for a wrong length or a date that doesn't exist; in style 4 a
+ * wrong length is shown to the person at the machine as well. */
 ZB_API int32_t ZB_CALL ZBCDS2I(int16_t* year, int16_t* month, int16_t* dayOfMonth, const char* text,
                                int16_t style);
+
+/* The day number of a text: ZBCDS2I, then ZBCDI2L. A blank date has none
+ * (ZB_ErrBadDate). */
 ZB_API int32_t ZB_CALL ZBCDS2LX(int32_t* day, const char* text, int16_t style);
+
+/* The text of a day number: ZBCDL2I, then ZBCDI2S. */
 ZB_API int32_t ZB_CALL ZBCDL2SX(char* text, int16_t style, int32_t day);
+
+/* From one style to another: ZBCDS2I, then ZBCDI2S. The texts may be one buffer.
+ * A blank date gives ZB_ErrBadDate. */
 ZB_API int32_t ZB_CALL ZBCDS2S(char* text, int16_t styleOut, const char* textIn, int16_t styleIn);
+
+/* The days between two dates, whichever is the later, by ZBCDS2LX of each. */
 ZB_API int32_t ZB_CALL ZBCDSDIFF(uint32_t* days, const char* text1, int16_t style1, const char* text2,
                                  int16_t style2);
+
+/* The day of the week of a day number 1 to 3652059; 0 is Sunday. */
 ZB_API int32_t ZB_CALL ZBCDL2DOW(int16_t* dayOfWeek, int32_t day);
+
+/* The day of the week of a text: ZBCDS2LX, then ZBCDL2DOW. It is as far from the
+ * true one as the day number is from the true count. */
 ZB_API int32_t ZB_CALL ZBCDS2DOW(int16_t* dayOfWeek, const char* text, int16_t style);
+
+/* The English name of a day of the week, 0 to 6; `name` takes 10 bytes. */
 ZB_API int32_t ZB_CALL ZBCDSDAY(char* name, int16_t dayOfWeek);
+
+/* The name of a text's day of the week: ZBCDS2DOW, then ZBCDSDAY. */
 ZB_API int32_t ZB_CALL ZBCDS2DAY(char* name, const char* text, int16_t style);
+
+/* The English name of a month, 1 to 12; `name` takes 10 bytes. */
 ZB_API int32_t ZB_CALL ZBCDSMONTH(char* name, int16_t month);
+
+/* The name of a text's month: ZBCDS2I, then ZBCDSMONTH. A blank date gives
+ * ZB_ErrBadDate. */
 ZB_API int32_t ZB_CALL ZBCDS2MON(char* name, const char* text, int16_t style);
+
+/* 1 for a leap year, else 0. Any year is taken, no code is looked at or changed,
+ * and the library need not be started. */
 ZB_API int32_t ZB_CALL ZBCDILEAP(int16_t year);
+
+/* 1 or 0 for a text's year: ZBCDS2I, then ZBCDILEAP. A blank date gives 1. A
+ * failure is returned in its place. */
 ZB_API int32_t ZB_CALL ZBCDSLEAP(const char* text, int16_t style);
+
+/* The days of a month in a year 1 to 9999. */
 ZB_API int32_t ZB_CALL ZBCDIPERM(int16_t* days, int16_t year, int16_t month);
+
+/* The days of a text's month: ZBCDS2I, then ZBCDIPERM. A blank date gives
+ * ZB_ErrBadDate. */
 ZB_API int32_t ZB_CALL ZBCDSPERM(int16_t* days, const char* text, int16_t style);
+
+/* What ZBCDS2I says of a text: 0 valid, ZB_KeyEmpty blank, or its failure. */
 ZB_API int32_t ZB_CALL ZBCDSVALID(const char* text, int16_t style);
+
+/* Today's local date and day of the week; 0 is Sunday. */
 ZB_API int32_t ZB_CALL ZBCDIGET(int16_t* year, int16_t* month, int16_t* dayOfMonth, int16_t* dayOfWeek);
+
+/* Today's date as text: ZBCDIGET, then ZBCDI2S. */
 ZB_API int32_t ZB_CALL ZBCDSGET(char* text, int16_t style);
 
 /* ---- times ---- */
 
+/* A time of day is hours 0 to 23, minutes and seconds 0 to 59. As text it is
+ * "hh:mm:ss" in style 1 and "hhmm" in style 2; the buffer takes 9 bytes. The
+ * functions need no open file and return a standing failure without acting.
+ * Their codes are ZB_ErrBadOption for another style, ZB_ErrBadTime for a bad
+ * time or text, and ZB_ErrNullPointer. */
+
+/* The text of a time. The time, seconds included in either style, is checked
+ * before the style; a failure leaves the text alone. */
 ZB_API int32_t ZB_CALL ZBCTI2S(char* text, int16_t style, int16_t hours, int16_t minutes, int16_t seconds);
+
+/* Reads a text that has exactly the style's form; in style 1 the first digit may
+ * be a blank. Style 2 gives 0 seconds. Where the text holds numbers but is no
+ * time, ZB_ErrBadTime comes with those numbers in the outputs; where a number
+ * is missing, only style 2 has set its seconds. */
 ZB_API int32_t ZB_CALL ZBCTS2I(int16_t* hours, int16_t* minutes, int16_t* seconds, const char* text,
                                int16_t style);
+
+/* What ZBCTS2I says of a text. */
 ZB_API int32_t ZB_CALL ZBCTSVALID(const char* text, int16_t style);
+
+/* The seconds between two times of one day, whichever is the later. Both texts
+ * are read before the output pointer is looked at; a failure leaves the output
+ * alone. */
 ZB_API int32_t ZB_CALL ZBCTSDIFF(uint32_t* seconds, const char* text1, int16_t style1, const char* text2,
                                  int16_t style2);
+
+/* The local time now. The hundredths are always 0. */
 ZB_API int32_t ZB_CALL ZBCTIGET(int16_t* hours, int16_t* minutes, int16_t* seconds, int16_t* hundredths);
+
+/* The local time as text: ZBCTIGET, then ZBCTI2S. */
 ZB_API int32_t ZB_CALL ZBCTSGET(char* text, int16_t style);
 
 /* ---- DBT memo files ---- */

@@ -3,7 +3,9 @@
 #include "core/library.h"
 #include "data/data.h"
 #include "dates/dates.h"
+#include "expr/expr.h"
 #include "file/operations.h"
+#include "index/ndx/ndx.h"
 
 using namespace zb;
 
@@ -18,6 +20,7 @@ struct Family {
 constexpr Family families[] = {
     {nullptr, nullptr},
     {ZBDDCLOSE, DataQuickClose},
+    {ZBDNCLOSE, NdxQuickClose},
 };
 
 const Family* FamilyOf(unsigned slotType) {
@@ -80,6 +83,12 @@ int32_t ZB_CALL ZBDTERM() {
     library.slotCount = 0;
     library.openCount = 0;
     library.attached = false;
+    // A client that has no user functions leaves the map of file handles
+    // attached: the map and the handles in it outlive the stop.
+    if (library.userFuncCapacity != 0) {
+        ReleaseUserFunctions();
+        FhmapDetach();
+    }
     library.codeMirror = 0;
     return 0;
 }

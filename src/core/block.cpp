@@ -160,6 +160,11 @@ void* BlockPeek(BlockHandle handle) {
     return entry ? entry->address : nullptr;
 }
 
+size_t BlockSize(BlockHandle handle) {
+    Entry* entry = EntryOf(handle);
+    return entry ? entry->size : 0;
+}
+
 void* BlockAddress(BlockHandle handle) {
     void* address = BlockPeek(handle);
     if (!address) Fail("Mglock", ErrLockBlock);

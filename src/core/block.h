@@ -35,6 +35,9 @@ void* BlockAddress(BlockHandle handle);
 // The same without a code: null for a handle that names no block.
 void* BlockPeek(BlockHandle handle);
 
+// The bytes of a block, the slack among them; 0 for a handle that names none.
+size_t BlockSize(BlockHandle handle);
+
 // A block handle with its address. It lives in zero-filled control blocks, so it
 // has no destructor: close operations free what they own.
 template <class T>

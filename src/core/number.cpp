@@ -14,9 +14,12 @@ namespace {
 
 bool IsSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; }
+
+// Without regard to case; the word is in small letters.
 bool StartsWith(const char* text, const char* end, const char* word) {
     for (; *word; word++, text++)
-        if (text == end || (*text | 0x20) != *word) return false;
+        if (text == end || ToLower(*text) != *word) return false;
     return true;
 }
 
@@ -30,22 +33,30 @@ constexpr int MaxDigits = 19;  // of a 64-bit integer
 // Whether an operation on two doubles is rounded once, to a double.
 constexpr bool RoundsOnce = FLT_EVAL_METHOD == 0;
 
-// What becomes of a decimal number, known to be other than 0, that no double
-// comes near: 0 or infinity, by the place of its first digit.
-double BeyondRange(const char* text, const char* end) {
+// The value of a number without its sign, decimal or, behind its "0x",
+// hexadecimal. One that no double comes near is 0 or infinity, by the place of
+// its first digit and the exponent.
+double Parse(const char* text, const char* end, std::chars_format format) {
+    double value = 0.0;
+    if (std::from_chars(text, end, value, format).ec != std::errc::result_out_of_range) return value;
+
+    bool hexadecimal = format == std::chars_format::hex;
     int64_t place = 0;
     bool point = false, significant = false;
-    for (; text != end && (IsDigit(*text) || (*text == '.' && !point)); text++) {
-        if (*text == '.') {
+    for (; text != end; text++) {
+        if (*text == '.' && !point) {
             point = true;
-            continue;
+        } else if (!IsDigit(*text) && !(hexadecimal && std::isxdigit(static_cast<unsigned char>(*text)))) {
+            break;
+        } else {
+            if (*text != '0') significant = true;
+            if (significant && !point) place++;
+            if (!significant && point) place--;
         }
-        if (!significant && *text != '0') significant = true;
-        if (significant && !point) place++;
-        if (!significant && point) place--;
     }
+    if (hexadecimal) place *= 4;
     int64_t exponent = 0;
-    if (text != end && (*text | 0x20) == 'e' && ++text != end) {
+    if (text != end && ToLower(*text) == (hexadecimal ? 'p' : 'e') && ++text != end) {
         bool negative = *text == '-';
         if (*text == '-' || *text == '+') text++;
         for (; text != end && IsDigit(*text) && exponent < int64_t{1} << 40; text++)
@@ -53,23 +64,6 @@ double BeyondRange(const char* text, const char* end) {
         if (negative) exponent = -exponent;
     }
     return place + exponent > 0 ? std::numeric_limits<double>::infinity() : 0.0;
-}
-
-double Decimal(const char* text, const char* end) {
-    double value = 0.0;
-    auto result = std::from_chars(text, end, value);
-    return result.ec == std::errc::result_out_of_range ? BeyondRange(text, end) : value;
-}
-
-// The digits of a number behind its "0x".
-double Hexadecimal(const char* text, const char* end) {
-    double value = 0.0;
-    auto result = std::from_chars(text, end, value, std::chars_format::hex);
-    if (result.ec != std::errc::result_out_of_range) return value;
-    // Only a binary exponent leads out of the range, and its sign says which way.
-    auto* p = static_cast<const char*>(memchr(text, 'p', static_cast<size_t>(end - text)));
-    if (!p) p = static_cast<const char*>(memchr(text, 'P', static_cast<size_t>(end - text)));
-    return p && p + 1 != end && p[1] == '-' ? 0.0 : std::numeric_limits<double>::infinity();
 }
 
 double Scan(const char* text, const char* end) {
@@ -90,7 +84,7 @@ double Scan(const char* text, const char* end) {
         decimals = text - fraction;
         digits += decimals;
     }
-    char next = text != end ? static_cast<char>(*text | 0x20) : '\0';
+    char next = text != end ? ToLower(*text) : '\0';
     if (digits == 0) {
         if (StartsWith(number, end, "nan")) return Signed(std::numeric_limits<double>::quiet_NaN());
         // Behind "inf" an "i" must go on to "infinity".
@@ -103,18 +97,74 @@ double Scan(const char* text, const char* end) {
         const char* behind = text + 1;
         if (behind == end || (*behind != '.' && !std::isxdigit(static_cast<unsigned char>(*behind))))
             return 0.0;
-        return Signed(Hexadecimal(behind, end));
+        return Signed(Parse(behind, end, std::chars_format::hex));
     }
     if (RoundsOnce && next != 'e' && digits <= MaxDigits && integer <= MaxExactInteger &&
         decimals <= MaxExactPower)
         return Signed(static_cast<double>(integer) / ExactPower[decimals]);
-    return Signed(Decimal(number, end));
+    return Signed(Parse(number, end, std::chars_format::general));
 }
 
 // The longest number in fixed notation: a sign, the digits of the largest
 // double, a point and the digits of the smallest. Beyond those all are zeros.
 constexpr int MaxIntegerDigits = 309;
 constexpr int MaxDecimals = 1074;
+
+constexpr uint64_t Power[] = {1,
+                              10,
+                              100,
+                              1000,
+                              10000,
+                              100000,
+                              1000000,
+                              10000000,
+                              100000000,
+                              1000000000,
+                              10000000000,
+                              100000000000,
+                              1000000000000,
+                              10000000000000,
+                              100000000000000,
+                              1000000000000000};
+constexpr int MaxPower = 15;
+
+struct Wide {
+    uint64_t high, low;
+};
+
+Wide Multiply(uint64_t a, uint64_t b) {
+    constexpr uint64_t half = 0xFFFFFFFF;
+    uint64_t low = (a & half) * (b & half);
+    uint64_t middle = (a >> 32) * (b & half) + (low >> 32);
+    uint64_t other = (a & half) * (b >> 32) + (middle & half);
+    return {(a >> 32) * (b >> 32) + (middle >> 32) + (other >> 32), other << 32 | (low & half)};
+}
+
+// The short way for numbers of everyday size: exact in fixed point, the whole
+// part beside 64 bits of fraction, and rounded to even as the printer does it.
+// Null for numbers that need more.
+char* ToFixed(char* to, double value, int decimals) {
+    double magnitude = std::fabs(value);
+    if (!(magnitude < static_cast<double>(MaxExactInteger)) || decimals > MaxPower) return nullptr;
+    auto whole = static_cast<uint64_t>(magnitude);
+    double rest = (magnitude - static_cast<double>(whole)) * 0x1p64;
+    auto bits = static_cast<uint64_t>(rest);
+    if (static_cast<double>(bits) != rest) return nullptr;
+
+    auto [fraction, remainder] = Multiply(bits, Power[decimals]);
+    constexpr uint64_t tie = uint64_t{1} << 63;
+    uint64_t odd = (decimals ? fraction : whole) & 1;
+    if (remainder > tie || (remainder == tie && odd)) fraction++;
+    if (fraction == Power[decimals]) fraction = 0, whole++;
+
+    if (std::signbit(value)) *to++ = '-';
+    to = std::to_chars(to, to + MaxDigits, whole).ptr;
+    if (decimals == 0) return to;
+    *to++ = '.';
+    for (char* digit = to + decimals; digit != to; fraction /= 10)
+        *--digit = static_cast<char>('0' + fraction % 10);
+    return to + decimals;
+}
 
 // Text of a bounded buffer, counted on beyond its end.
 class Output {
@@ -148,7 +198,9 @@ double ScanDouble(const char* text, size_t length) { return Scan(text, text + le
 size_t PrintDouble(char* text, size_t size, double value, int width, int decimals, bool zeroFill) {
     char digits[1 + MaxIntegerDigits + 1 + MaxDecimals];
     int precision = std::clamp(decimals, 0, MaxDecimals);
-    auto* end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, precision).ptr;
+    char* end = ToFixed(digits, value, precision);
+    if (!end)
+        end = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, precision).ptr;
     auto count = static_cast<size_t>(end - digits);
     auto zeros = static_cast<size_t>(std::isfinite(value) ? std::max(decimals, 0) - precision : 0);
     auto room = static_cast<size_t>(std::max(width, 0));

@@ -12,7 +12,7 @@ namespace zb {
 namespace {
 
 constexpr Code DateIsBlank = KeyEmpty;
-constexpr size_t MaxTextLength = 15;
+constexpr int MaxTextLength = 15;
 
 // The digits at a field's place, read as atoi reads them: blanks in front and a
 // sign are taken, and no digits are 0.
@@ -67,15 +67,13 @@ int32_t ZB_CALL ZBCDS2I(int16_t* year, int16_t* month, int16_t* dayOfMonth, cons
         *year = *month = *dayOfMonth = 0;
         return SetCode(DateIsBlank);
     };
-    if (!text[strspn(text, " ")]) return Blank();
-
     // The text without its blanks, and zeros where a field looks beyond its end.
     char squeezed[MaxTextLength + 1] = {};
     int length = 0, kept = 0;
-    for (; text[length]; length++) {
-        if (length == MaxTextLength) return Fail("S2i", ErrBadDate);
+    for (; length < MaxTextLength && text[length]; length++)
         if (text[length] != ' ') squeezed[kept++] = text[length];
-    }
+    if (kept == 0 && !text[static_cast<size_t>(length) + strspn(text + length, " ")]) return Blank();
+    if (text[length]) return Fail("S2i", ErrBadDate);
 
     auto* form = FindStyle(style);
     if (!form) return Fail("S2i", ErrBadOption);

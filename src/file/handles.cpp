@@ -88,7 +88,7 @@ uint32_t PfLastError() { return lastError; }
 
 int PfRecordError() {
     lastError = platform->LastError();
-    if (lastError == 32) lastError = 2;
+    if (lastError == ErrorSharing) lastError = ErrorNotFound;
     return 0;
 }
 
@@ -121,7 +121,8 @@ int PfRead(uint16_t handle, void* buffer, uint32_t count, uint32_t* done) {
     uint32_t got = 0;
     bool ok = platform->Read(file, to, left, &got);
     uint32_t total = got;
-    while (!ok && left != 0 && (platform->LastError() == 997 || platform->LastError() == 162)) {
+    while (!ok && left != 0 &&
+           (platform->LastError() == ErrorIoPending || platform->LastError() == ErrorSignalPending)) {
         to += got;
         left -= got;
         ok = platform->Read(file, to, left, &got);

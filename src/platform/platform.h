@@ -1,11 +1,6 @@
 // The one seam between the library and the system beneath it. Everything above
 // speaks to the current Platform and knows nothing of which one it is; tests put
 // one of their own in its place, to count calls or to fail the n-th.
-//
-// Error numbers are those of the Win32 interface on every platform: 2 not found,
-// 6 bad handle, 13 access refused, 32 sharing violation, 33 lock violation,
-// 112 disk full, 158 not locked, 997 and 162 for a read to go on with; others
-// are passed as they are.
 #pragma once
 
 #include <cstddef>
@@ -17,6 +12,22 @@ namespace zb {
 enum class PlatformHandle : uint32_t { None = 0xFFFFFFFF };
 
 enum class SeekFrom { Start = 0, Current = 1, End = 2 };
+
+// Errors are those of the Win32 interface on every platform. Whatever isn't in
+// this list comes as the system's own number.
+enum PlatformError : uint32_t {
+    ErrorNotFound = 2,
+    ErrorBadHandle = 6,
+    ErrorNoMemory = 8,
+    ErrorAccess = 13,
+    ErrorSharing = 32,        // contradicts the share mode of another open
+    ErrorLockViolation = 33,  // overlaps a range that is locked
+    ErrorDiskFull = 112,
+    ErrorBadPosition = 131,
+    ErrorNotLocked = 158,
+    ErrorSignalPending = 162,  // a read may go on after this one
+    ErrorIoPending = 997       // and this one
+};
 
 // What an open wants and what it lets others have; the same bits as the file
 // layer's open flags.
@@ -47,7 +58,7 @@ class Platform {
     // Files. A call that returns false (or None) has set LastError.
 
     // Opens or creates a file. An open that contradicts the share mode of
-    // another open of the same file, in this process or another, fails with 32;
+    // another open of the same file, in this process or another, fails with ErrorSharing;
     // that is checked before an existing file is emptied.
     virtual PlatformHandle Open(const char* name, unsigned flags) = 0;
 
@@ -70,8 +81,8 @@ class Platform {
 
     // Byte-range locks that never wait, belong to the handle, conflict between
     // handles of one process as between processes, and end with the handle. A
-    // range that overlaps one held by the same handle is refused with 33, and an
-    // unlock must name a held range exactly, else 158.
+    // range that overlaps one held by the same handle is refused like one that
+    // another holds, and an unlock must name a held range exactly.
     virtual bool Lock(PlatformHandle file, uint32_t offset, uint32_t length) = 0;
     virtual bool Unlock(PlatformHandle file, uint32_t offset, uint32_t length) = 0;
 

@@ -1,103 +1,268 @@
-// The POSIX platform.
+// The POSIX platform. Reads go by posix_image.h, share modes and locks by
+// posix_locks.h, the profile file by posix_profile.h; here stands the table of
+// open files and what ties them together.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 
-#include "platform/platform.h"
+#include "platform/posix_array.h"
+#include "platform/posix_error.h"
+#include "platform/posix_image.h"
+#include "platform/posix_locks.h"
+#include "platform/posix_profile.h"
 
 namespace zb {
 namespace {
 
 struct File {
-    int fd;
+    int fd;          // -1 while the entry is free
+    unsigned flags;  // OpenRead, OpenWrite: what the open asked for
     int64_t position;
+    FileImage* image;
+    HeldRanges held;
+
+    bool Reads() const { return flags & OpenRead; }
+    bool Writes() const { return flags & OpenWrite; }
 };
-File files[256];
+
+bool IsLeapYear(int year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
+
+// Puts the date that ZB_TODAY holds, if it is one, in the clock's place.
+void ReplaceDate(LocalTime* now) {
+    const char* text = getenv("ZB_TODAY");
+    if (!text) return;
+    for (int i = 0; i < 10; i++) {
+        bool fits = i == 4 || i == 7 ? text[i] == '-' : text[i] >= '0' && text[i] <= '9';
+        if (!fits) return;
+    }
+    if (text[10] != 0) return;
+    int year = atoi(text);
+    int month = atoi(text + 5);
+    int day = atoi(text + 8);
+    constexpr int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    if (year < 1 || month < 1 || month > 12 || day < 1) return;
+    if (day > lengths[month - 1] + (month == 2 && IsLeapYear(year) ? 1 : 0)) return;
+    now->year = year;
+    now->month = month;
+    now->day = day;
+    // Counted from March on, so that the leap day comes last: the months' shift
+    // against the week then follows one line.
+    int shiftedYear = month < 3 ? year - 1 : year;
+    int shiftedMonth = month < 3 ? month + 9 : month - 3;
+    now->dayOfWeek = (shiftedYear + shiftedYear / 4 - shiftedYear / 100 + shiftedYear / 400 +
+                      (13 * shiftedMonth + 2) / 5 + day + 2) %
+                     7;
+}
 
 class PosixPlatform final : public Platform {
   public:
-    uint32_t error = 0;
-    bool Failed() {
-        error = errno == ENOENT || errno == ENOTDIR ? 2 : errno == EACCES ? 13 : static_cast<uint32_t>(errno);
-        return false;
-    }
-    PlatformHandle Open(const char* name, unsigned flags) override {
-        int mode = flags & OpenWrite ? O_RDWR : O_RDONLY;
-        if (!(flags & OpenExisting)) mode |= O_CREAT | O_TRUNC;
-        int fd = open(name, mode | O_CLOEXEC, 0666);
-        if (fd < 0) {
-            Failed();
-            return PlatformHandle::None;
-        }
-        files[fd] = {fd, 0};
-        return static_cast<PlatformHandle>(fd);
-    }
-    File& At(PlatformHandle h) { return files[static_cast<uint32_t>(h) & 255]; }
-    bool Read(PlatformHandle h, void* buffer, uint32_t count, uint32_t* done) override {
-        ssize_t n = pread(At(h).fd, buffer, count, At(h).position);
-        if (n < 0) return Failed();
-        *done = static_cast<uint32_t>(n);
-        At(h).position += n;
-        return true;
-    }
-    bool Write(PlatformHandle h, const void* buffer, uint32_t count, uint32_t* done) override {
-        ssize_t n = pwrite(At(h).fd, buffer, count, At(h).position);
-        if (n < 0) return Failed();
-        *done = static_cast<uint32_t>(n);
-        At(h).position += n;
-        return true;
-    }
-    bool Seek(PlatformHandle h, int64_t offset, SeekFrom origin, uint32_t* position) override {
-        struct stat st;
-        int64_t base = origin == SeekFrom::Current ? At(h).position : 0;
-        if (origin == SeekFrom::End) {
-            if (fstat(At(h).fd, &st) < 0) return Failed();
-            base = st.st_size;
-        }
-        if (base + offset < 0 || base + offset > MaxPosition) {
-            error = 131;
-            return false;
-        }
-        At(h).position = base + offset;
-        *position = static_cast<uint32_t>(base + offset);
-        return true;
-    }
-    bool SetEnd(PlatformHandle h) override { return ftruncate(At(h).fd, At(h).position) == 0 || Failed(); }
-    bool Close(PlatformHandle h) override {
-        if (h == PlatformHandle::None) return false;
-        return close(At(h).fd) == 0 || Failed();
-    }
-    bool Delete(const char* name) override { return unlink(name) == 0 || Failed(); }
-    bool Lock(PlatformHandle, uint32_t, uint32_t) override { return true; }
-    bool Unlock(PlatformHandle, uint32_t, uint32_t) override { return true; }
-    uint32_t LastError() override { return error; }
+    PlatformHandle Open(const char* name, unsigned flags) override;
+    bool Read(PlatformHandle handle, void* buffer, uint32_t count, uint32_t* done) override;
+    bool Write(PlatformHandle handle, const void* buffer, uint32_t count, uint32_t* done) override;
+    bool Seek(PlatformHandle handle, int64_t offset, SeekFrom origin, uint32_t* position) override;
+    bool SetEnd(PlatformHandle handle) override;
+    bool Close(PlatformHandle handle) override;
+    bool Delete(const char* name) override { return posixCalls.unlink(name) == 0 || FailedCall(); }
+    bool Lock(PlatformHandle handle, uint32_t offset, uint32_t length) override;
+    bool Unlock(PlatformHandle handle, uint32_t offset, uint32_t length) override;
+    uint32_t LastError() override { return lastError; }
     int Rename(const char* newName, const char* oldName) override {
-        return rename(oldName, newName) == 0 ? 0 : errno;
+        return posixCalls.rename(oldName, newName) == 0 ? 0 : errno;
     }
-    bool Exists(const char* name) override { return access(name, F_OK) == 0; }
+    bool Exists(const char* name) override { return posixCalls.access(name, F_OK) == 0; }
+
     void* Allocate(size_t bytes) override { return calloc(1, bytes); }
     void* Reallocate(void* memory, size_t bytes) override { return realloc(memory, bytes); }
     void Free(void* memory) override { free(memory); }
-    void ProfileText(const char*, const char*, char* text, size_t) override { *text = 0; }
-    int32_t ProfileNumber(const char*, const char*, int32_t fallback) override { return fallback; }
-    LocalTime Now() override {
-        time_t now = time(nullptr);
-        tm t;
-        localtime_r(&now, &t);
-        return {t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_wday, t.tm_hour, t.tm_min, t.tm_sec};
+
+    void ProfileText(const char* section, const char* key, char* text, size_t size) override {
+        ProfileValue(section, key, text, size);
     }
+    int32_t ProfileNumber(const char* section, const char* key, int32_t fallback) override {
+        char text[64];
+        return ProfileValue(section, key, text, sizeof text) ? ProfileInteger(text) : fallback;
+    }
+    LocalTime Now() override;
     void Message(const char* caption, const char* text) override {
         fprintf(stderr, "%s: %s\n", caption, text);
     }
+
+  private:
+    bool Failed(uint32_t error) {
+        lastError = error;
+        return false;
+    }
+    bool FailedCall() { return Failed(ErrorOf(errno)); }
+
+    // The open file of a handle, or null with the error set.
+    File* FileOf(PlatformHandle handle) {
+        auto index = static_cast<uint32_t>(handle);
+        if (index < files.count && files[index].fd >= 0) return &files[index];
+        Failed(ErrorBadHandle);
+        return nullptr;
+    }
+
+    uint32_t OpenInto(File* file, const char* name);
+
+    PosixArray<File> files{};  // a handle is an index
+    uint32_t lastError = 0;
 };
 
-PosixPlatform native;
+// Opens a file whose flags are set. 0 or the error, and then nothing is held.
+uint32_t PosixPlatform::OpenInto(File* file, const char* name) {
+    bool create = !(file->flags & OpenExisting);
+    int mode = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;  // the last keeps a pipe from waiting for its writer
+    mode |= create || file->Writes() ? O_RDWR : O_RDONLY;
+    if (create) mode |= O_CREAT;
+    int fd;
+    do fd = posixCalls.open(name, mode, 0666);
+    while (fd < 0 && errno == EINTR);
+    if (fd < 0) return ErrorOf(errno);
+
+    auto fail = [fd](uint32_t error) {
+        posixCalls.close(fd);
+        return error;
+    };
+    struct stat status {};
+    if (posixCalls.fstat(fd, &status) != 0) return fail(ErrorOf(errno));
+    if (!S_ISREG(status.st_mode)) return fail(ErrorAccess);
+    if (uint32_t error = ClaimShare(fd, file->flags)) return fail(error);
+    if (create && status.st_size != 0) {
+        while (posixCalls.ftruncate(fd, 0) != 0)
+            if (errno != EINTR) return fail(ErrorOf(errno));
+        status.st_size = 0;
+    }
+    file->image = ImageJoin(status);
+    if (!file->image) return fail(ErrorNoMemory);
+    file->fd = fd;
+    return 0;
+}
+
+PlatformHandle PosixPlatform::Open(const char* name, unsigned flags) {
+    if (flags & ShareFully) flags |= ShareRead | ShareWrite;
+    size_t index = 0;
+    while (index < files.count && files[index].fd >= 0) index++;
+    if (index == files.count && !files.Reserve()) {
+        Failed(ErrorNoMemory);
+        return PlatformHandle::None;
+    }
+    File file = {-1, flags, 0, nullptr, {}};
+    if (uint32_t error = OpenInto(&file, name)) {
+        Failed(error);
+        return PlatformHandle::None;
+    }
+    if (index == files.count)
+        files.Insert(index, file);
+    else
+        files[index] = file;
+    return static_cast<PlatformHandle>(index);
+}
+
+bool PosixPlatform::Read(PlatformHandle handle, void* buffer, uint32_t count, uint32_t* done) {
+    *done = 0;
+    File* file = FileOf(handle);
+    if (!file) return false;
+    if (!file->Reads()) return Failed(ErrorBadHandle);
+    if (count == 0) return true;
+    int64_t got = ImageRead(*file->image, file->fd, file->Writes(), buffer, count, file->position);
+    if (got < 0) return FailedCall();
+    *done = static_cast<uint32_t>(got);
+    file->position += got;
+    return true;
+}
+
+bool PosixPlatform::Write(PlatformHandle handle, const void* buffer, uint32_t count, uint32_t* done) {
+    *done = 0;
+    File* file = FileOf(handle);
+    if (!file) return false;
+    if (!file->Writes()) return Failed(ErrorBadHandle);
+    if (file->position + count > MaxPosition) return Failed(ErrorDiskFull);
+    auto* from = static_cast<const unsigned char*>(buffer);
+    while (*done < count) {
+        ssize_t put = posixCalls.pwrite(file->fd, from + *done, count - *done, file->position);
+        if (put < 0 && errno == EINTR) continue;
+        if (put < 0) return FailedCall();
+        *done += static_cast<uint32_t>(put);
+        file->position += put;
+        file->image->length = std::max(file->image->length, file->position);
+    }
+    return true;
+}
+
+bool PosixPlatform::Seek(PlatformHandle handle, int64_t offset, SeekFrom origin, uint32_t* position) {
+    File* file = FileOf(handle);
+    if (!file) return false;
+    int64_t base = 0;
+    if (origin == SeekFrom::Current) base = file->position;
+    if (origin == SeekFrom::End) {
+        // The known length won't do: another process may have changed it.
+        struct stat status {};
+        if (posixCalls.fstat(file->fd, &status) != 0) return FailedCall();
+        base = file->image->length = status.st_size;
+    }
+    int64_t target;
+    if (__builtin_add_overflow(base, offset, &target) || target < 0 || target > MaxPosition)
+        return Failed(ErrorBadPosition);
+    file->position = target;
+    *position = static_cast<uint32_t>(target);
+    return true;
+}
+
+bool PosixPlatform::SetEnd(PlatformHandle handle) {
+    File* file = FileOf(handle);
+    if (!file) return false;
+    if (!file->Writes()) return Failed(ErrorBadHandle);
+    while (posixCalls.ftruncate(file->fd, file->position) != 0)
+        if (errno != EINTR) return FailedCall();
+    file->image->length = file->position;
+    return true;
+}
+
+bool PosixPlatform::Close(PlatformHandle handle) {
+    File* file = FileOf(handle);
+    if (!file) return false;
+    // Not repeated after a failure: the descriptor has gone all the same. Its
+    // locks and marks go with it.
+    int result = posixCalls.close(file->fd);
+    int error = errno;
+    ImageLeave(file->image);
+    file->held.Free();
+    file->fd = -1;
+    return result == 0 || error == EINTR || Failed(ErrorOf(error));
+}
+
+bool PosixPlatform::Lock(PlatformHandle handle, uint32_t offset, uint32_t length) {
+    File* file = FileOf(handle);
+    if (!file) return false;
+    uint32_t error = LockHeldRange(file->fd, file->Writes(), file->held, offset, length);
+    return error == 0 || Failed(error);
+}
+
+bool PosixPlatform::Unlock(PlatformHandle handle, uint32_t offset, uint32_t length) {
+    File* file = FileOf(handle);
+    if (!file) return false;
+    uint32_t error = UnlockHeldRange(file->fd, file->held, offset, length);
+    return error == 0 || Failed(error);
+}
+
+LocalTime PosixPlatform::Now() {
+    time_t seconds = time(nullptr);
+    struct tm t {};
+    localtime_r(&seconds, &t);
+    // A leap second is the last one of its minute.
+    LocalTime now = {t.tm_year + 1900, t.tm_mon + 1,          t.tm_mday, t.tm_wday, t.tm_hour,
+                     t.tm_min,         std::min(t.tm_sec, 59)};
+    ReplaceDate(&now);
+    return now;
+}
+
+constinit PosixPlatform native;
 
 }  // namespace
 

@@ -1,0 +1,157 @@
+#include "platform/posix_image.h"
+
+#include <linux/magic.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/platform.h"
+#include "platform/posix_array.h"
+
+namespace zb {
+namespace {
+
+// Larger reads are left to pread: there the call is a small share of the cost,
+// and the pages copied don't count as the process's own.
+constexpr uint32_t LargestCopy = 4096;
+
+// Every position the library can name. Addresses only; no memory goes with them.
+constexpr uint64_t MappingSize = uint64_t{MaxPosition} + 1;
+
+PosixArray<FileImage*> images;
+
+size_t PageSize() {
+    static const auto size = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    return size;
+}
+
+// What may be mapped are the file systems whose pages in memory are the file, for
+// every reader and writer there is. They are listed, and not those that are
+// otherwise: a network or user-space file system that nobody has thought of then
+// costs time and not truth.
+MapRule RuleOf(decltype(statfs::f_type) fileSystem) {
+    constexpr uint32_t XfsMagic = 0x58465342;
+    constexpr uint32_t ZfsMagic = 0x2FC12FC1;
+    constexpr uint32_t BcachefsMagic = 0xCA451A4E;
+    constexpr uint32_t RamfsMagic = 0x858458F6;
+    switch (static_cast<uint32_t>(fileSystem)) {
+        case EXT4_SUPER_MAGIC:  // and ext2, ext3
+        case XfsMagic:
+        case BTRFS_SUPER_MAGIC:
+        case TMPFS_MAGIC:
+        case RamfsMagic:
+        case F2FS_SUPER_MAGIC:
+        case ZfsMagic:
+        case BcachefsMagic:
+        case MSDOS_SUPER_MAGIC:
+        case ISOFS_SUPER_MAGIC:
+        case SQUASHFS_MAGIC: return MapRule::Always;
+        // Here the first open for writing moves a file to another place, and a
+        // mapping that was made for reading would stay with the old one.
+        case OVERLAYFS_SUPER_MAGIC: return MapRule::ByWriters;
+        default: return MapRule::Never;
+    }
+}
+
+bool ReadsForcedToCalls() {
+    const char* reads = getenv("ZB_READS");
+    return reads && strcmp(reads, "pread") == 0;
+}
+
+// Makes the mapping, if there may be one.
+bool ImageMap(FileImage& image, int fd, bool writable) {
+    if constexpr (MappingSize > SIZE_MAX / 4) return false;
+    if (image.rule == MapRule::NotAsked) {
+        struct statfs system {};
+        bool known = posixCalls.fstatfs(fd, &system) == 0;
+        image.rule = known && !ReadsForcedToCalls() ? RuleOf(system.f_type) : MapRule::Never;
+    }
+    if (image.rule == MapRule::Never || (image.rule == MapRule::ByWriters && !writable)) return false;
+    void* bytes = MAP_FAILED;
+    if (GuardInstall())
+        bytes = posixCalls.mmap(nullptr, static_cast<size_t>(MappingSize), PROT_READ,
+                                MAP_SHARED | MAP_NORESERVE, fd, 0);
+    if (bytes == MAP_FAILED) {
+        image.rule = MapRule::Never;
+        return false;
+    }
+    image.mapping = {static_cast<const unsigned char*>(bytes), static_cast<size_t>(MappingSize)};
+    return true;
+}
+
+bool RefreshLength(FileImage& image, int fd) {
+    struct stat status {};
+    if (posixCalls.fstat(fd, &status) != 0) return false;
+    image.length = status.st_size;
+    return true;
+}
+
+int64_t ReadByCall(int fd, void* buffer, uint32_t count, int64_t position) {
+    auto* to = static_cast<unsigned char*>(buffer);
+    int64_t total = 0;
+    while (total < count) {
+        ssize_t got = posixCalls.pread(fd, to + total, count - static_cast<size_t>(total), position + total);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return -1;
+        if (got == 0) break;
+        total += got;
+    }
+    return total;
+}
+
+}  // namespace
+
+FileImage* ImageJoin(const struct stat& status) {
+    for (size_t i = 0; i < images.count; i++) {
+        FileImage* image = images[i];
+        if (image->device != status.st_dev || image->inode != status.st_ino) continue;
+        image->handles++;
+        image->length = status.st_size;
+        return image;
+    }
+    if (!images.Reserve()) return nullptr;
+    auto* image = static_cast<FileImage*>(posixCalls.realloc(nullptr, sizeof(FileImage)));
+    if (!image) return nullptr;
+    *image = {status.st_dev, status.st_ino, 1, MapRule::NotAsked, status.st_size, {nullptr, 0}};
+    images.Insert(images.count, image);
+    return image;
+}
+
+void ImageLeave(FileImage* image) {
+    if (--image->handles > 0) return;
+    size_t index = 0;
+    while (images[index] != image) index++;
+    images.Remove(index);
+    if (image->mapping.bytes)
+        posixCalls.munmap(const_cast<unsigned char*>(image->mapping.bytes), image->mapping.size);
+    free(image);
+}
+
+int64_t ImageRead(FileImage& image, int fd, bool writable, void* buffer, uint32_t count, int64_t position) {
+    int64_t end = position + count;
+    if (count > LargestCopy || end > MaxPosition) return ReadByCall(fd, buffer, count, position);
+    if (!image.mapping.bytes && !ImageMap(image, fd, writable))
+        return ReadByCall(fd, buffer, count, position);
+
+    if (end > image.length) {
+        if (!RefreshLength(image, fd)) return -1;
+        if (position >= image.length) return 0;
+        if (end > image.length) end = image.length;
+    }
+    auto size = static_cast<size_t>(end - position);
+    if (!GuardedCopy(buffer, image.mapping, static_cast<size_t>(position), size)) {
+        if (!RefreshLength(image, fd)) return -1;
+        return ReadByCall(fd, buffer, count, position);
+    }
+    auto page = static_cast<int64_t>(PageSize());
+    if (static_cast<unsigned char*>(buffer)[size - 1] == 0 && (end - 1) / page == (image.length - 1) / page) {
+        if (!RefreshLength(image, fd)) return -1;
+        if (image.length < end) return ReadByCall(fd, buffer, count, position);
+    }
+    return static_cast<int64_t>(size);
+}
+
+}  // namespace zb

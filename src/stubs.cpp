@@ -1,1 +1,0 @@
-// Holds the place of rooms that are being built.
