@@ -1,3 +1,4 @@
+#include "data/left_files.h"
 #include "support/data_files.h"
 #include "support/fake_platform.h"
 
@@ -6,6 +7,11 @@ namespace {
 
 struct CreationFailure : LibraryTest {
     FakePlatform fake;
+
+    void TearDown() override {
+        LibraryTest::TearDown();
+        CloseLeftFiles();
+    }
 
     // Creates a file of two fields whose n-th write fails.
     int32_t CreateWithBadWrite(int nth, int dialect) {
@@ -62,6 +68,7 @@ TEST_F(CreationFailure, AFailedClose) {
 }
 
 TEST_F(CreationFailure, ARefusalReachesNoFile) {
+    fake.Reset();
     Create("T.DBF", {Spec("A", 'C', 0)}, 1);
     EXPECT_EQ(fake.Count(Call::Any), 0);
 }

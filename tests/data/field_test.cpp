@@ -113,7 +113,7 @@ TEST_F(FieldConversion, DatesGoThereAndBackInEveryStyleWithAFullYear) {
     for (uint16_t style : {2, 4, 7, 9, 11, 13, 15}) {
         ASSERT_EQ(ZBCDSTYLE(style), 0);
         for (int i = 0; i < 200; i++) {
-            char digits[16], text[16], again[16];
+            char digits[40], text[16], again[16];
             snprintf(digits, sizeof digits, "%04d%02d%02d", Below(10000), 1 + Below(12), 1 + Below(28));
             memcpy(record + 1, digits, 8);
             ASSERT_EQ(DfieldGet(file, text, 0, 'D'), 0);
