@@ -559,6 +559,7 @@ ZB_API int32_t ZB_CALL ZBDDFLUSH(int16_t data);
  * byte, t among them, leaves the value alone. */
 ZB_API int32_t ZB_CALL ZBDDFGET(int16_t data, int16_t fieldNo, void* value);
 ZB_API int32_t ZB_CALL ZBDDFGETS(int16_t data, int16_t fieldNo, char* text);
+
 /* Writing. A text longer than its C field is cut, with ZB_WarnTruncated. A D
  * field takes a date in the current style, or blanks; ZB_ErrBadDate for anything
  * else. A number is formatted to the field's width and decimals, rounded as
@@ -574,13 +575,16 @@ ZB_API int32_t ZB_CALL ZBDDFNGET(int16_t data, const char* name, void* value);
 ZB_API int32_t ZB_CALL ZBDDFNGETS(int16_t data, const char* name, char* text);
 ZB_API int32_t ZB_CALL ZBDDFNPUT(int16_t data, const char* name, const void* value);
 ZB_API int32_t ZB_CALL ZBDDFNPUTS(int16_t data, const char* name, const char* text);
+
 /* The number of the field of that name, compared in full and without regard to
  * case. ZB_ErrFieldName when there is none; `fieldNo` then holds the number of
  * fields. */
 ZB_API int32_t ZB_CALL ZBDDFNAM2NO(int16_t data, int16_t* fieldNo, const char* name);
+
 /* The name of a field: `name` needs 11 bytes. ZB_ErrFieldCount for a number out of
  * range. */
 ZB_API int32_t ZB_CALL ZBDDFNO2NAM(int16_t data, char* name, int16_t fieldNo);
+
 /* Describes all fields: `specs` must have room for as many as ZBDDRINFO counts.
  * `maxWidth` gets the width of the widest. `decimals` is the descriptor's byte,
  * which for a C field is the high byte of the width. */
