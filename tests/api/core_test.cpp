@@ -1,5 +1,7 @@
+// Start and stop, memory blocks, codes and the log, through the interface alone.
 #include <cstring>
 
+#include "support/environment.h"
 #include "support/support.h"
 
 namespace test {
@@ -7,32 +9,298 @@ namespace {
 
 using Core = LibraryTest;
 
-TEST_F(Core, AllocatingSizeZeroGivesABlockOf128ZeroBytes) {
+// The library not started.
+class Detached : public DirectoryTest {
+  protected:
+    void TearDown() override { ZBDTERM(); }
+};
+
+class Blocks : public LibraryTest {
+  protected:
+    char* Address(ZbBlock block) {
+        void* address = this;
+        EXPECT_EQ(_ZBMLOCK(&address, block), 0);
+        return static_cast<char*>(address);
+    }
     ZbBlock handle = 0;
-    ASSERT_EQ(_ZBMALLOC(&handle, 0), 0);
-    EXPECT_NE(handle, 0u);
-    EXPECT_NE(handle, 0xFFFFFFFFu);
-    void* address = nullptr;
-    ASSERT_EQ(_ZBMLOCK(&address, handle), 0);
-    EXPECT_EQ(Bytes(static_cast<char*>(address), 128), Fill(128));
-    EXPECT_EQ(_ZBMUNLOCK(handle), 0);
-    EXPECT_EQ(_ZBMFREE(handle), 0);
+};
+
+class Log : public LibraryTest {};
+
+TEST_F(Detached, CodesAreNotAttached) {
+    EXPECT_EQ(ZBECODE(), -59);
+    EXPECT_EQ(ZBESCODE(0), -59);
+    EXPECT_EQ(ZBESCODE(-4), -59);
+    EXPECT_EQ(ZBECODE(), -59);
+    char name[30] = "test.log";
+    EXPECT_EQ(ZBESLOG(1, name), -59);
+    EXPECT_EQ(ZBDTERM(), -59);
+    EXPECT_EQ(ZBDQCLOSE(), -59);
+    EXPECT_EQ(ZBDVERSION(3), 0);
 }
 
-TEST_F(Core, FreeOfAFreedHandleReturnsThePendingCode) {
+TEST_F(Detached, BlocksNeedNoLibrary) {
     ZbBlock handle = 0;
-    ASSERT_EQ(_ZBMALLOC(&handle, 10), 0);
-    ASSERT_EQ(_ZBMFREE(handle), 0);
+    void* address = nullptr;
+    EXPECT_EQ(_ZBMALLOC(&handle, 10), 0);
+    EXPECT_EQ(_ZBMLOCK(&address, handle), 0);
+    EXPECT_EQ(ZBMFREE(address), 0);
+    EXPECT_EQ(_ZBMFREE(handle), -59);
+}
+
+TEST_F(Detached, ATableSizeBelowFiveLeavesAClientWithoutATable) {
+    EXPECT_EQ(ZBDINIT(4, 0), -13);
+    EXPECT_EQ(ZBECODE(), -13);
+    EXPECT_EQ(ZBDTERM(), 0);
+    EXPECT_EQ(ZBECODE(), -59);
+    EXPECT_EQ(ZBDINIT(4, 0), -13);
+    EXPECT_EQ(ZBDINIT(100, 0), 0);
+    EXPECT_EQ(ZBECODE(), 0);
+}
+
+TEST_F(Detached, NegativeTableSizes) {
+    EXPECT_EQ(ZBDINIT(-1, 0), -13);
+    EXPECT_EQ(ZBDINIT(-32768, 0), -13);
+    EXPECT_EQ(ZBDINIT(0, 0), -13);
+    EXPECT_EQ(ZBDINIT(5, 0), 0);
+}
+
+TEST_F(Detached, StartsAndStopsInAnyNumber) {
+    for (int i = 0; i < 50; i++) EXPECT_EQ(ZBDINIT(100, 0), 0);
+    EXPECT_EQ(ZBDTERM(), 0);
+    EXPECT_EQ(ZBDTERM(), -59);
+    EXPECT_EQ(ZBDINIT(100, 0), 0);
+}
+
+TEST_F(Detached, TheEntryAtLoadStartsTheLibrary) {
+    EXPECT_EQ(QV4InitInstance(1, 2), 1);
+    EXPECT_EQ(ZBECODE(), 0);
+}
+
+TEST_F(Core, AStartClearsAFailure) {
     ZBESCODE(-33);
-    EXPECT_EQ(_ZBMFREE(handle), -33);
-    EXPECT_EQ(ZBECODE(), -33);
+    EXPECT_EQ(ZBDINIT(100, 0), 0);
+    EXPECT_EQ(ZBECODE(), 0);
+}
+
+TEST_F(Core, AStopDoesntMindAFailure) {
+    ZBESCODE(-33);
+    EXPECT_EQ(ZBDTERM(), 0);
+}
+
+TEST_F(Core, AQuickCloseClearsAFailure) {
+    ZBESCODE(-33);
+    EXPECT_EQ(ZBDQCLOSE(), 0);
+    EXPECT_EQ(ZBECODE(), 0);
 }
 
 TEST_F(Core, VersionThreeIsTheOnlyOne) {
     ZBESCODE(-33);
     EXPECT_EQ(ZBDVERSION(3), 0);
     EXPECT_EQ(ZBDVERSION(2), -18);
+    EXPECT_EQ(ZBDVERSION(0), -18);
+    EXPECT_EQ(ZBDVERSION(65535), -18);
     EXPECT_EQ(ZBECODE(), -33);
+}
+
+TEST_F(Core, CodesAreKept) {
+    for (int code : {0, 1, -1, 11, -59, -5001, 32767, -32768}) {
+        EXPECT_EQ(ZBESCODE(static_cast<int16_t>(code)), code);
+        EXPECT_EQ(ZBECODE(), code);
+    }
+}
+
+TEST_F(Blocks, AllocatingSizeZeroGivesABlockOf128ZeroBytes) {
+    ASSERT_EQ(_ZBMALLOC(&handle, 0), 0);
+    EXPECT_NE(handle, 0u);
+    EXPECT_NE(handle, 0xFFFFFFFFu);
+    EXPECT_EQ(Bytes(Address(handle), 128), Fill(128));
+    EXPECT_EQ(_ZBMUNLOCK(handle), 0);
+    EXPECT_EQ(_ZBMFREE(handle), 0);
+}
+
+TEST_F(Blocks, AreZeroWithTheirSlack) {
+    ASSERT_EQ(_ZBMALLOC(&handle, 5000), 0);
+    EXPECT_EQ(Bytes(Address(handle), 5128), Fill(5128));
+    EXPECT_EQ(_ZBMFREE(handle), 0);
+}
+
+TEST_F(Blocks, FreeOfAFreedHandleReturnsThePendingCodeAndChangesNothing) {
+    ASSERT_EQ(_ZBMALLOC(&handle, 10), 0);
+    ASSERT_EQ(_ZBMFREE(handle), 0);
+    EXPECT_EQ(_ZBMFREE(handle), 0);
+    ZBESCODE(-33);
+    EXPECT_EQ(_ZBMFREE(handle), -33);
+    EXPECT_EQ(_ZBMFREE(0), -33);
+    EXPECT_EQ(_ZBMFREE(0xFFFFFFFF), -33);
+    EXPECT_EQ(_ZBMFREE(12345), -33);
+    EXPECT_EQ(ZBECODE(), -33);
+}
+
+TEST_F(Blocks, AFreeTakesABlockWithAllItsLocks) {
+    ASSERT_EQ(_ZBMALLOC(&handle, 10), 0);
+    for (int i = 0; i < 3; i++) Address(handle);
+    EXPECT_EQ(_ZBMFREE(handle), 0);
+    void* address = this;
+    EXPECT_EQ(_ZBMLOCK(&address, handle), -58);
+    EXPECT_EQ(address, nullptr);
+}
+
+TEST_F(Blocks, FreeByTheAddressOfALockedBlock) {
+    ASSERT_EQ(_ZBMALLOC(&handle, 10), 0);
+    ZBESCODE(-33);
+    EXPECT_EQ(ZBMFREE(Address(handle)), 0);
+    EXPECT_EQ(ZBECODE(), -33);
+    void* address = this;
+    EXPECT_EQ(_ZBMLOCK(&address, handle), -58);
+}
+
+TEST_F(Blocks, FreeByAnAddressThatIsNone) {
+    char byte;
+    EXPECT_EQ(ZBMFREE(&byte), 0);
+    EXPECT_EQ(ZBMFREE(nullptr), 0);
+    ASSERT_EQ(_ZBMALLOC(&handle, 10), 0);
+    EXPECT_EQ(ZBMFREE(Address(handle) + 1), 0);
+    EXPECT_NE(Address(handle), nullptr);
+    EXPECT_EQ(_ZBMFREE(handle), 0);
+}
+
+TEST_F(Blocks, ReallocationKeepsTheBytesAndZeroesTheRest) {
+    ASSERT_EQ(_ZBMALLOC(&handle, 5), 0);
+    strcpy(Address(handle), "hello");
+    ASSERT_EQ(_ZBMRALLOC(&handle, 1000), 0);
+    EXPECT_EQ(Bytes(Address(handle), 1128), "hello" + Fill(1123));
+    ASSERT_EQ(_ZBMRALLOC(&handle, 2), 0);
+    EXPECT_STREQ(Address(handle), "hello");
+    EXPECT_EQ(_ZBMFREE(handle), 0);
+}
+
+TEST_F(Blocks, AReallocationThatFailsLeavesTheOldBlockValid) {
+    ASSERT_EQ(_ZBMALLOC(&handle, 5), 0);
+    strcpy(Address(handle), "hello");
+    ZbBlock before = handle;
+    EXPECT_EQ(_ZBMRALLOC(&handle, 0xFFFFFFF0), -3);
+    EXPECT_EQ(ZBECODE(), -3);
+    EXPECT_EQ(handle, before);
+    EXPECT_STREQ(Address(handle), "hello");
+    EXPECT_EQ(_ZBMFREE(handle), 0);
+    EXPECT_EQ(_ZBMRALLOC(&handle, 10), -3);
+}
+
+TEST_F(Blocks, AnAllocationThatFailsGivesNoHandle) {
+    handle = 7;
+    EXPECT_EQ(_ZBMALLOC(&handle, 0xFFFFFFF0), -3);
+    EXPECT_EQ(handle, 0u);
+    EXPECT_EQ(ZBECODE(), -3);
+}
+
+TEST_F(Blocks, NullArguments) {
+    EXPECT_EQ(_ZBMALLOC(nullptr, 1), -21);
+    EXPECT_EQ(_ZBMRALLOC(nullptr, 1), -21);
+    EXPECT_EQ(_ZBMLOCK(nullptr, 1), -21);
+}
+
+TEST_F(Blocks, ASuccessLeavesTheCode) {
+    for (int code : {-33, 7}) {
+        ZBESCODE(static_cast<int16_t>(code));
+        void* address = nullptr;
+        EXPECT_EQ(_ZBMALLOC(&handle, 1), 0);
+        EXPECT_EQ(_ZBMRALLOC(&handle, 2), 0);
+        EXPECT_EQ(_ZBMLOCK(&address, handle), 0);
+        EXPECT_EQ(_ZBMUNLOCK(handle), 0);
+        EXPECT_EQ(_ZBMFREE(handle), 0);
+        EXPECT_EQ(ZBECODE(), code);
+    }
+}
+
+TEST_F(Blocks, AnUnlockNeverFails) { EXPECT_EQ(_ZBMUNLOCK(12345), 0); }
+
+// A failure that one unit detects, as a line of the log.
+void FailOnce() {
+    void* address;
+    EXPECT_EQ(_ZBMLOCK(&address, 12345), -58);
+}
+
+TEST_F(Log, ALineIsSourceTabLineTabCodeNewline) {
+    StartLog();
+    FailOnce();
+    FailOnce();
+    Bytes text = ReadFile("test.log");
+    Bytes line = text.substr(0, text.find('\n') + 1);
+    EXPECT_EQ(text, line + line);
+    auto first = line.find('\t');
+    auto second = line.find('\t', first + 1);
+    EXPECT_EQ(line.substr(0, first), "Mglock");
+    EXPECT_GT(std::stoi(line.substr(first + 1)), 0);
+    EXPECT_EQ(line.substr(second), "\t-58\n");
+}
+
+TEST_F(Log, WithTheSwitchOffNoFileIsTouched) {
+    char name[30] = "test.log";
+    FailOnce();
+    EXPECT_EQ(ZBESLOG(1, name), -58);
+    EXPECT_EQ(ZBESLOG(0, name), -58);
+    FailOnce();
+    EXPECT_FALSE(FileExists("test.log"));
+}
+
+TEST_F(Log, AnUnwritablePathIsIgnored) {
+    char name[30] = "missing/test.log";
+    EXPECT_EQ(ZBESLOG(1, name), 0);
+    FailOnce();
+    EXPECT_EQ(ZBECODE(), -58);
+    EXPECT_FALSE(FileExists("missing/test.log"));
+}
+
+TEST_F(Log, ASwitchOfTwoTurnsOnWithTheOldName) {
+    char name[30] = "test.log";
+    EXPECT_EQ(ZBESLOG(1, name), 0);
+    EXPECT_EQ(ZBESLOG(0, nullptr), 0);
+    EXPECT_EQ(ZBESLOG(2, reinterpret_cast<const char*>(1)), 0);
+    FailOnce();
+    EXPECT_EQ(LibraryTest::Log(), (std::vector<LogEntry>{{"Mglock", -58}}));
+    EXPECT_EQ(ZBESLOG(65535, nullptr), -58);
+}
+
+TEST_F(Log, ANullNameKeepsTheOldOne) {
+    StartLog();
+    EXPECT_EQ(ZBESLOG(1, nullptr), 0);
+    FailOnce();
+    EXPECT_EQ(LibraryTest::Log().size(), 1u);
+}
+
+TEST_F(Log, ANameThatFillsItsThirtyBytesEndsThere) {
+    const char name[31] = "abcdefghijabcdefghijabcdefghij";
+    char exact[30];
+    memcpy(exact, name, 30);
+    EXPECT_EQ(ZBESLOG(1, exact), 0);
+    FailOnce();
+    EXPECT_TRUE(FileExists(name));
+}
+
+TEST_F(Log, LinesAreAppended) {
+    WriteFile("test.log", "before\n");
+    char name[30] = "test.log";
+    EXPECT_EQ(ZBESLOG(1, name), 0);
+    FailOnce();
+    EXPECT_EQ(ReadFile("test.log").substr(0, 7), "before\n");
+    EXPECT_EQ(LibraryTest::Log().size(), 1u);
+}
+
+TEST_F(Log, AStartSwitchesItOffAndForgetsTheName) {
+    StartLog();
+    EXPECT_EQ(ZBDINIT(100, 1), 0);
+    FailOnce();
+    EXPECT_EQ(ZBESLOG(2, nullptr), -58);
+    FailOnce();
+    EXPECT_TRUE(LibraryTest::Log().empty());
+}
+
+TEST_F(Log, WarningsAndCodesThatTheHostSetsAreNotLogged) {
+    StartLog();
+    ZBESCODE(-33);
+    ZBESCODE(4);
+    EXPECT_TRUE(LibraryTest::Log().empty());
 }
 
 }  // namespace
