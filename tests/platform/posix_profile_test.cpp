@@ -12,9 +12,10 @@ class PosixProfile : public PosixTest {
     std::string Text(const std::string& contents, const char* section = "sort", const char* key = "key",
                      size_t size = 100) {
         WriteFile("QVDB4XX.INI", contents);
-        return Text(section, key, size);
+        return Current(section, key, size);
     }
-    std::string Text(const char* section = "sort", const char* key = "key", size_t size = 100) {
+    // The same in the file that is there.
+    std::string Current(const char* section = "sort", const char* key = "key", size_t size = 100) {
         std::string text(size + 1, '?');
         real.ProfileText(section, key, text.data(), size);
         EXPECT_EQ(text.back(), '?');
@@ -31,7 +32,7 @@ class PosixProfile : public PosixTest {
 };
 
 TEST_F(PosixProfile, WithoutAFileThereIsNoValue) {
-    EXPECT_EQ(Text(), "");
+    EXPECT_EQ(Current(), "");
     EXPECT_EQ(real.ProfileNumber("sort", "key", 77), 77);
 }
 
@@ -105,17 +106,17 @@ TEST_F(PosixProfile, TheFirstFileThatExistsIsRead) {
     std::filesystem::create_directories("xdg");
     WriteFile("home/.config/QVDB4XX.INI", "[sort]\nkey=home\n");
     WriteFile("xdg/QVDB4XX.INI", "[sort]\nkey=xdg\n");
-    EXPECT_EQ(Text(), "");
+    EXPECT_EQ(Current(), "");
     settings.Set(nullptr);
-    EXPECT_EQ(Text(), "home");
+    EXPECT_EQ(Current(), "home");
     settings.Set("");
-    EXPECT_EQ(Text(), "home");
+    EXPECT_EQ(Current(), "home");
     settings.Set((directory + "/xdg").c_str());
-    EXPECT_EQ(Text(), "xdg");
+    EXPECT_EQ(Current(), "xdg");
     WriteFile("QVDB4XX.INI", "[sort]\n");
-    EXPECT_EQ(Text(), "");
+    EXPECT_EQ(Current(), "");
     WriteFile("QVDB4XX.INI", "[sort]\nkey=here\n");
-    EXPECT_EQ(Text(), "here");
+    EXPECT_EQ(Current(), "here");
 }
 
 TEST_F(PosixProfile, WhatIsNoFileEndsTheSearch) {
@@ -123,12 +124,12 @@ TEST_F(PosixProfile, WhatIsNoFileEndsTheSearch) {
     WriteFile("xdg/QVDB4XX.INI", "[sort]\nkey=xdg\n");
     settings.Set((directory + "/xdg").c_str());
     std::filesystem::create_directory("QVDB4XX.INI");
-    EXPECT_EQ(Text(), "");
+    EXPECT_EQ(Current(), "");
 }
 
 TEST_F(PosixProfile, LongNamesOfDirectoriesAreNoDirectories) {
     settings.Set(std::string(100000, 'x').c_str());
-    EXPECT_EQ(Text(), "");
+    EXPECT_EQ(Current(), "");
 }
 
 class PosixClock : public PosixTest {
