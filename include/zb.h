@@ -809,14 +809,113 @@ ZB_API int32_t ZB_CALL ZBDWRPUT(int16_t memo, int32_t* block, const char* text, 
 ZB_API int32_t ZB_CALL ZBDWINFO(int16_t memo, ZbFptInfo* info);
 ZB_API int32_t ZB_CALL ZBDWPACK(int16_t data, int16_t* memo);
 
-/* ---- expressions ---- */
+/* ---- expressions ----
+ *
+ * A key expression is read from left to right, each time anew:
+ *
+ *   expression  [+] term { [+] term }
+ *   term        SUBSTR(term,start[,length])   from position `start`, 1 the first
+ *               RIGHT(term,count)             the last `count` characters
+ *               LEFT(term,count)              the first `count` characters
+ *               STR(term[,width[,decimals]])  a number as text; 10 wide without decimals
+ *               DTOC(term)                    a date as text in the current style
+ *               DTOS(term)                    a date as text, yyyymmdd
+ *               a user function
+ *               the name of a field
+ *               a literal
+ *
+ * Names and literals go up to the next comma, plus or closing parenthesis, and
+ * have 1 to 10 characters. What isn't a field's name is a number when it consists
+ * of digits and points, and a text otherwise; there are no quotes. Names of
+ * functions are in upper case, without a blank before the parenthesis.
+ *
+ * Texts are joined, each with its full width, and numbers behind a plus are
+ * added. Texts and numbers don't mix, nothing joins a date, and a date, logical
+ * or memo term behind another term is passed over.
+ *
+ * A cut beyond the end of a text does nothing, and a `start` beyond it gives an
+ * empty text. Whatever is wrong with an expression gives ZB_ErrExpression: among
+ * it an argument of the wrong type or none at all, a `start` below 1, a count for
+ * RIGHT( that the text hasn't got, a number that doesn't fit the width given to
+ * STR( and 128 more, a value of more than 32767 bytes, and terms nested more than
+ * 256 deep.
+ *
+ * User functions
+ *
+ * A user function is called with Cursor of ZbEvalState just behind its name. It
+ * reads its arguments with ZBDXPROC and ZBDXVGET, must leave Cursor behind its
+ * closing parenthesis and a value in the four Value fields, and returns 0; its
+ * result becomes the standing code, and a negative one ends the evaluation. The
+ * value stands in a block (see _ZBMALLOC) that becomes the library's:
+ *
+ *   C     text with a terminator; ValueLength counts the terminator
+ *   D     date text with a terminator, in the current style or, while DateAsKey is
+ *         set, as yyyymmdd
+ *   N, F  a double; ValueLength is 8
+ *   M     an unsigned 32-bit block number; 4
+ *   L     one byte, 0, 1 or '?'; 1
+ *
+ * The value of an argument comes in the same fields; its block is the function's,
+ * to give back as the value or to free. Before it reads the next argument it has
+ * to take the handle, since that one's value overwrites the fields.
+ *
+ * A function may call anything in the library and evaluate other expressions. It
+ * must return to its caller: no exception and no jump may leave it. A Cursor
+ * outside the rest of the text, a block that doesn't exist, a type that isn't a
+ * letter or a negative length give ZB_ErrExpression.
+ */
 
+/* Evaluates an expression on the record buffer of a data file. Blanks are taken
+ * out of `expression` and it is turned to upper case, in place.
+ *
+ * On success `result` tells the value: a C or D value is a text with its
+ * terminator, of `length` characters; the others are as in the table above. An
+ * empty expression gives an empty text of the type blank. The value stays until
+ * the caller frees it with ZBMFREE(result->value). A warning that the last user
+ * function returned comes back too.
+ *
+ * ZB_ErrExpression, ZB_ErrMemory, the codes of reading a field, and those of user
+ * functions: `result` then holds a null address, the type blank and the length 0.
+ * ZB_ErrNullPointer, or a failure that stands: `result` is left alone. */
 ZB_API int32_t ZB_CALL ZBDXEVAL(int16_t data, char* expression, ZbEvalResult* result);
+
+/* The table of user functions. These four clear a failure that stands. */
+
+/* Registers a function. The name, turned to upper case in place, is what stands
+ * in expressions and so usually ends in a parenthesis: "AGE(". Of the text of an
+ * expression only the beginning has to agree with it, and user functions come
+ * before the built-in ones and before fields.
+ *
+ * ZB_WarnFuncExists: the name begins with one already registered, and nothing was
+ * added. ZB_ErrBadName for an empty name or one of more than 32767 characters,
+ * ZB_ErrMemory. */
 ZB_API int32_t ZB_CALL ZBDXADD(char* name, ZbUserFunction function);
+
+/* Removes the function of exactly that name, in any case of letters. ZB_KeyNear
+ * when there is none; ZB_ErrBadName for an empty name. The name isn't changed. */
 ZB_API int32_t ZB_CALL ZBDXDEL(char* name);
+
+/* Copies the name of the function at `index`, counted from 0 in the order of
+ * names, with a terminator. ZB_KeyEnd for an index that no function has, with
+ * `name` left alone. */
 ZB_API int32_t ZB_CALL ZBDXLIST(char* name, int16_t index);
+
+/* Tells the number of functions, and the length of the longest name without its
+ * terminator. ZB_KeyEmpty with a count of 0 when there is none; `longestName` is
+ * then left alone. */
 ZB_API int32_t ZB_CALL ZBDXINFO(int16_t* count, int16_t* longestName);
+
+/* For user functions: evaluates one term at Cursor into the Value fields and
+ * leaves Cursor behind it. A failure that stands is returned. ZB_ErrExpression
+ * also outside an evaluation, or with Cursor outside the text; the Value fields
+ * are 0 after a failure in the term. */
 ZB_API int32_t ZB_CALL ZBDXPROC(void);
+
+/* For user functions: steps over the character at Cursor, reads the integer
+ * behind it as atoi does, its low 16 bits, and leaves Cursor at the comma or
+ * parenthesis that ends it. A failure that stands is returned. ZB_ErrExpression
+ * for an argument that is empty or doesn't end, and outside an evaluation; `value`
+ * is then left alone. */
 ZB_API int32_t ZB_CALL ZBDXVGET(uint16_t* value);
 
 /* ---- NDX indexes ---- */

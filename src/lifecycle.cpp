@@ -83,6 +83,7 @@ int32_t ZB_CALL ZBDTERM() {
     library.slotCount = 0;
     library.openCount = 0;
     library.attached = false;
+    ReleaseSpareValue();
     // A client that has no user functions leaves the map of file handles
     // attached: the map and the handles in it outlive the stop.
     if (library.userFuncCapacity != 0) {

@@ -2,6 +2,7 @@
 // that a bulk build reads it through.
 #include <cstring>
 
+#include "core/ascii.h"
 #include "core/number.h"
 #include "data/data.h"
 #include "file/operations.h"
@@ -11,9 +12,6 @@ namespace zb {
 namespace {
 
 constexpr uint16_t HeldAtOpen = 64;  // record locks that the list has room for
-
-// Of the letters without accents only, whatever the process's locale is.
-uint8_t Upper(uint8_t c) { return c >= 'a' && c <= 'z' ? static_cast<uint8_t>(c - 'a' + 'A') : c; }
 
 bool VersionFits(int dialect, uint8_t version) {
     if (version == 3) return true;
@@ -57,10 +55,10 @@ bool MemoAllowed(const DataFile& file) {
 Code ParseDescriptor(DataFile& file, Field& field, const uint8_t* descriptor) {
     for (size_t i = 0; descriptor[i]; i++) {
         if (i == sizeof field.name - 1) return Fail("Ddfields", ErrFieldName);
-        field.name[i] = static_cast<char>(Upper(descriptor[i]));
+        field.name[i] = AsciiUpper(static_cast<char>(descriptor[i]));
     }
     uint8_t length = descriptor[16];
-    field.type = Upper(descriptor[11]);
+    field.type = static_cast<uint8_t>(AsciiUpper(static_cast<char>(descriptor[11])));
     field.decimals = descriptor[17];
     field.width = length;
     switch (field.type) {

@@ -10,11 +10,12 @@ namespace {
 
 enum PutMode : uint16_t { PutAppend = 0, PutUpdate = 256 };
 
-// Goes to where a record is to be written. Numbers that a damaged record count
-// leads to are refused where they would reach into the header or beyond 31 bits.
-Code SeekToWrite(const char* unit, const DataFile& file, uint32_t recordNo) {
+// Goes to where a record and `marks` bytes behind it are to be written. Numbers
+// that a damaged record count leads to are refused where they would reach into
+// the header or beyond 31 bits.
+Code SeekToWrite(const char* unit, const DataFile& file, uint32_t recordNo, int marks) {
     int64_t position = file.positionOf(recordNo);
-    if (recordNo == 0 || position + file.recordLength() > MaxPosition) return Fail(unit, ErrSeek);
+    if (recordNo == 0 || position + file.recordLength() + marks > MaxPosition) return Fail(unit, ErrSeek);
     return Hseek(file.handle, position) < 0 ? Pass(unit) : Code{0};
 }
 
@@ -118,10 +119,10 @@ Code DataAppend(DataFile& file, uint32_t* recordNo) {
     file.setRecordCount(static_cast<int32_t>(number));
     *recordNo = number;
     file.record[0] = LiveFlag;
-    if (Code code = SeekToWrite("DataAppend", file, number); code < 0) return code;
+    int marks = file.dialect == DialectEofFill ? file.recordLength() : 1;
+    if (Code code = SeekToWrite("DataAppend", file, number, marks); code < 0) return code;
     if (Hwrite(file.handle, file.record.data, file.recordLength(), file.autoFlush) < 0)
         return Pass("DataAppend");
-    int marks = file.dialect == DialectEofFill ? file.recordLength() : 1;
     for (int i = 0; i < marks; i++)
         if (Hwrite(file.handle, &FileEnd, 1, file.autoFlush) < 0) return Pass("DataAppend");
     if (Hseek(file.handle, 4) < 0) return Pass("DataAppend");
@@ -132,7 +133,7 @@ Code DataAppend(DataFile& file, uint32_t* recordNo) {
 }
 
 Code DataUpdate(DataFile& file) {
-    if (Code code = SeekToWrite("DataUpdate", file, file.currentRecord); code < 0) return code;
+    if (Code code = SeekToWrite("DataUpdate", file, file.currentRecord, 0); code < 0) return code;
     if (Hwrite(file.handle, file.record.data, file.recordLength(), file.autoFlush) < 0)
         return Pass("DataUpdate");
     file.modified = ModifiedUpdate;

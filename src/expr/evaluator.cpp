@@ -45,6 +45,12 @@ struct Evaluation {
 
 Evaluation* running;
 
+// A block for the next value, kept from term to term and from one evaluation to
+// the next. Once a user function has run in an evaluation, which may hold on to
+// whatever handles it has seen, values have blocks of their own.
+BlockHandle spare;
+constexpr size_t SpareRoom = 128;
+
 Code Fault(const char* unit, int line = __builtin_LINE()) { return Fail(unit, ErrExpression, line); }
 
 // ---- text ----------------------------------------------------------------
@@ -101,7 +107,10 @@ void ClearValue() {
 }
 
 void FreeValue() {
-    BlockFree(evalState.ValueBlock);
+    if (!spare && !running->hostCalled && BlockSize(evalState.ValueBlock) == SpareRoom + BlockSlack)
+        spare = evalState.ValueBlock;
+    else
+        BlockFree(evalState.ValueBlock);
     ClearValue();
 }
 
@@ -112,9 +121,18 @@ void ClearResult() {
     evalState.ResultLength = 0;
 }
 
+// A value of zero bytes.
 Code NewValue(char type, int length) {
     if (length > MaxLength) return Fault("Xvalue");
-    if (BlockAlloc(&evalState.ValueBlock, static_cast<size_t>(length)) < 0) return Pass("Xvalue");
+    auto size = static_cast<size_t>(length);
+    bool mayUseSpare = !running->hostCalled && size <= SpareRoom;
+    if (void* bytes = mayUseSpare ? BlockPeek(spare) : nullptr) {
+        memset(bytes, 0, SpareRoom + BlockSlack);
+        evalState.ValueBlock = spare;
+        spare = 0;
+    } else if (BlockAlloc(&evalState.ValueBlock, mayUseSpare ? SpareRoom : size) < 0) {
+        return Pass("Xvalue");
+    }
     evalState.ValuePtr = BlockPeek(evalState.ValueBlock);
     evalState.ValueType = type;
     evalState.ValueLength = static_cast<int16_t>(length);
@@ -145,6 +163,17 @@ Code CheckValue() {
     Terminate(evalState.ValueBlock, bytes);
     size_t room = BlockSize(evalState.ValueBlock);
     if (static_cast<size_t>(evalState.ValueLength) > room) evalState.ValueLength = static_cast<int16_t>(room);
+    return 0;
+}
+
+// ---- the result's block --------------------------------------------------
+
+// Makes the result's block, with an empty text, where there is none yet: when it
+// is needed, since most first values become the result with their own block.
+Code NeedResult() {
+    if (evalState.ResultBlock) return 0;
+    if (BlockAlloc(&evalState.ResultBlock, ResultRoom) < 0) return Pass("Evalkey");
+    evalState.ResultPtr = BlockPeek(evalState.ResultBlock);
     return 0;
 }
 
@@ -341,6 +370,7 @@ const UserFunction* FindUserFunctionHere() {
 
 Code CallUserFunction(const UserFunction& entry) {
     Evaluation& e = *running;
+    if (NeedResult() < 0) return CurrentCode();
     evalState.Cursor += entry.nameLength;
     const char* behindName = evalState.Cursor;
     e.hostCalled = true;
@@ -389,6 +419,7 @@ Code EvaluateTerm() {
 
 Code AppendText() {
     constexpr char Unit[] = "Evalkey";
+    if (NeedResult() < 0) return CurrentCode();
     const char* text = ValueText();
     size_t added = strlen(text);
     auto length = static_cast<size_t>(evalState.ResultLength);
@@ -442,14 +473,13 @@ Code JoinValue(bool afterPlus) {
 }
 
 Code EvaluateTerms() {
-    if (BlockAlloc(&evalState.ResultBlock, ResultRoom) < 0) return Pass("Evalkey");
-    evalState.ResultPtr = BlockPeek(evalState.ResultBlock);
     while (Here()) {
         bool afterPlus = Here() == '+';
         if (afterPlus) evalState.Cursor++;
         if (EvaluateTerm() < 0) return Pass("Evalkey");
         if (Code code = JoinValue(afterPlus); code < 0) return code;
     }
+    NeedResult();
     return CurrentCode();
 }
 
@@ -492,7 +522,7 @@ Code Evaluate(int dataHandle, char* text, size_t length, TextOwner owner) {
     if (code >= 0) code = EvaluateTerms();
     copy.Free();
     if (code < 0) {
-        BlockFree(evalState.ValueBlock);
+        FreeValue();
         BlockFree(evalState.ResultBlock);
         ClearResult();
     }
@@ -507,6 +537,11 @@ Code Evaluate(int dataHandle, char* text, size_t length, TextOwner owner) {
 }
 
 }  // namespace
+
+void ReleaseSpareValue() {
+    BlockFree(spare);
+    spare = 0;
+}
 
 Code EvalKey(int dataHandle, char* expression) {
     return Evaluate(dataHandle, expression, strlen(expression), TextOwner::Library);

@@ -27,4 +27,7 @@ Code EvalKey(int dataHandle, char* expression);
 // Frees the table of user functions with all names.
 void ReleaseUserFunctions();
 
+// Frees the block that the evaluator keeps for its values.
+void ReleaseSpareValue();
+
 }  // namespace zb

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -61,7 +62,16 @@ bool ReadsForcedToCalls() {
     return reads && strcmp(reads, "pread") == 0;
 }
 
-// Makes the mapping, if there may be one.
+// The same file once more, for reading only; -1 where that can't be had.
+int OpenAgain(int fd) {
+    char name[32];
+    snprintf(name, sizeof name, "/proc/self/fd/%d", fd);
+    return posixCalls.open(name, O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC, 0);
+}
+
+// Makes the mapping, if there may be one. A mapping keeps the open that it was
+// made through, and that open's locks and marks, for as long as it is there: it
+// gets an open of its own, so that those of a handle end with the handle.
 bool ImageMap(FileImage& image, int fd, bool writable) {
     if constexpr (MappingSize > SIZE_MAX / 4) return false;
     if (image.rule == MapRule::NotAsked) {
@@ -71,9 +81,12 @@ bool ImageMap(FileImage& image, int fd, bool writable) {
     }
     if (image.rule == MapRule::Never || (image.rule == MapRule::ByWriters && !writable)) return false;
     void* bytes = MAP_FAILED;
-    if (GuardInstall())
+    int again = GuardInstall() ? OpenAgain(fd) : -1;
+    if (again >= 0) {
         bytes = posixCalls.mmap(nullptr, static_cast<size_t>(MappingSize), PROT_READ,
-                                MAP_SHARED | MAP_NORESERVE, fd, 0);
+                                MAP_SHARED | MAP_NORESERVE, again, 0);
+        posixCalls.close(again);
+    }
     if (bytes == MAP_FAILED) {
         image.rule = MapRule::Never;
         return false;

@@ -1,0 +1,62 @@
+// Reads index files page by page, from their layout alone and without the
+// library: what the tool shows and checks, and what tests hold the library
+// against.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pages {
+
+struct Entry {
+    std::string key;  // as stored
+    uint32_t record;
+    uint32_t page;  // where it stands, as the format addresses pages
+};
+
+// What a survey of a whole file found.
+struct Survey {
+    std::string format;
+    std::string expression;
+    int keyLength = 0;
+    bool numeric = false;  // keys are numbers, whatever their form
+    bool unique = false;
+    uint64_t keys = 0;
+    uint32_t pages = 0;      // reached, from the root
+    uint32_t freePages = 0;  // on the free chain, or marked as free
+    int levels = 0;
+    std::vector<std::string> faults;  // broken rules of the format
+    std::vector<std::string> notes;   // what is odd and allowed
+};
+
+// Receives each entry in index order.
+using EntrySink = std::function<void(const Entry&)>;
+
+// Order of two stored keys: below 0, 0 or above 0.
+using KeyOrder = std::function<int(std::string_view, std::string_view)>;
+
+// A file whose header can't be what it is taken for.
+struct NotAnIndex : std::runtime_error {
+    using runtime_error::runtime_error;
+};
+
+// Each walks the whole tree from the root and then looks at what it didn't
+// reach. `order` compares character keys; by bytes where it is empty.
+Survey SurveyNdx(const std::string& file, const EntrySink& sink = {}, const KeyOrder& order = {});
+
+// Numbers in a file's bytes; zero beyond their end.
+uint16_t Le16(std::string_view bytes, size_t at);
+uint32_t Le32(std::string_view bytes, size_t at);
+uint32_t Be32(std::string_view bytes, size_t at);
+
+// A whole file. Throws std::runtime_error.
+std::string Load(const std::string& file);
+
+// "page 5: ..." and the like, without a stream.
+std::string Text(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+}  // namespace pages
