@@ -67,6 +67,7 @@ double Parse(const char* text, const char* end, std::chars_format format) {
 }
 
 double Scan(const char* text, const char* end) {
+    while (text != end && *text == ' ') text++;  // mostly that is all
     while (text != end && IsSpace(*text)) text++;
     bool negative = text != end && *text == '-';
     if (text != end && (*text == '-' || *text == '+')) text++;

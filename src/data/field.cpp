@@ -6,6 +6,7 @@
 #include "core/library.h"
 #include "core/number.h"
 #include "data/data.h"
+#include "dates/calendar.h"
 #include "dates/dates.h"
 
 namespace zb {
@@ -27,6 +28,19 @@ bool BlankFrom(const uint8_t* bytes) {
     return *bytes == 0;
 }
 
+// The usual case of a date, without a look at each character: eight digits that
+// make one. What is anything else is left to the parser.
+bool PlainDate(const uint8_t* bytes, int16_t* year, int16_t* month, int16_t* day) {
+    uint64_t digits = LoadLe64(bytes) ^ 0x3030303030303030;
+    if (((digits + 0x0606060606060606) | digits) & 0xF0F0F0F0F0F0F0F0) return false;
+    uint64_t pairs = digits * 10 + (digits >> 8);  // in every other byte, the first one lowest
+    *year = static_cast<int16_t>((pairs & 0xFF) * 100 + (pairs >> 16 & 0xFF));
+    *month = static_cast<int16_t>(pairs >> 32 & 0xFF);
+    *day = static_cast<int16_t>(pairs >> 48 & 0xFF);
+    ZBCDILEAP(*year);
+    return IsDate(*year, *month, *day);
+}
+
 Code GetDate(const uint8_t* bytes, char* text) {
     if (BlankFrom(bytes)) {
         auto length = static_cast<size_t>(StyleLength(library.dateStyle));
@@ -37,7 +51,11 @@ Code GetDate(const uint8_t* bytes, char* text) {
     memcpy(text, bytes, DateWidth);
     text[DateWidth] = 0;
     int16_t year, month, day;
-    if (ZBCDS2I(&year, &month, &day, text, StyleYmd) < 0) return Pass("Dfieldget");
+    if (!Pending() && PlainDate(bytes, &year, &month, &day)) {
+        if (library.dateStyle == StyleYmd) return SetCode(0);
+    } else if (ZBCDS2I(&year, &month, &day, text, StyleYmd) < 0) {
+        return Pass("Dfieldget");
+    }
     if (ZBCDI2S(text, static_cast<int16_t>(library.dateStyle), year, month, day) < 0)
         return Pass("Dfieldget");
     return 0;
@@ -228,8 +246,14 @@ Code DfieldPut(DataFile& file, const void* value, int fieldNo, int type) {
 }
 
 int FieldNumber(const DataFile& file, const char* name) {
+    // Fields have their names in upper case and filled with zeros.
+    char upper[sizeof(Field::name)] = {};
+    for (size_t i = 0; name[i]; i++) {
+        if (i == sizeof upper - 1) return -1;
+        upper[i] = AsciiUpper(name[i]);
+    }
     for (int i = 0; i < file.fieldCount; i++)
-        if (EqualNoCase(file.fields[i].name, name)) return i;
+        if (memcmp(file.fields[i].name, upper, sizeof upper) == 0) return i;
     return -1;
 }
 

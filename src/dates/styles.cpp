@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "core/ascii.h"
 #include "core/library.h"
 
 namespace zb {
@@ -36,13 +37,6 @@ constexpr Keyword keywords[] = {
     {"FRENCHL", 11}, {"ITALIAN", 12}, {"ITALIANL", 13}, {"ENSI", 14},   {"ENSIL", 15},
 };
 
-char ToUpper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c; }
-
-bool SameWord(const char* a, const char* b) {
-    while (*a && ToUpper(*a) == ToUpper(*b)) a++, b++;
-    return !*a && !*b;
-}
-
 }  // namespace
 
 const DateStyle* FindStyle(int style) {
@@ -56,7 +50,7 @@ int StyleLength(int style) {
 
 uint16_t StyleOfKeyword(const char* keyword) {
     for (auto& [word, style] : keywords)
-        if (SameWord(word, keyword)) return style;
+        if (EqualNoCase(word, keyword)) return style;
     return 1;
 }
 

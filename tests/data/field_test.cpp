@@ -126,6 +126,46 @@ TEST_F(FieldConversion, DatesGoThereAndBackInEveryStyleWithAFullYear) {
     }
 }
 
+// All ways of reading a date agree with the parser and the printer.
+TEST_F(FieldConversion, DatesAreReadAsTheDateFunctionsReadThem) {
+    field.type = 'D';
+    field.width = 8;
+    int good = 0;
+    for (int i = 0; i < 20000; i++) {
+        char digits[40];
+        snprintf(digits, sizeof digits, "%04d%02d%02d", Below(10000), Below(14), Below(33));
+        if (i % 4 == 0) digits[Below(8)] = "+-/:0 \x80\xB9\xFF"[Below(9)];
+        memcpy(record + 1, digits, 8);
+        auto style = static_cast<int16_t>(1 + Below(15));
+        if (record[1] == ' ' || Text().find(' ') != Bytes::npos) continue;
+        ASSERT_EQ(ZBCDSTYLE(static_cast<uint16_t>(style)), 0);
+
+        int16_t year, month, day;
+        char expected[16], text[16] = "";
+        snprintf(expected, sizeof expected, "%.8s", digits);
+        int32_t code = ZBCDS2I(&year, &month, &day, digits, 4);
+        if (code >= 0) code = ZBCDI2S(expected, style, year, month, day);
+        ZBESCODE(0);
+        ASSERT_EQ(DfieldGet(file, text, 0, 'D'), code) << digits;
+        ASSERT_STREQ(text, expected);
+        ZBESCODE(0);
+        good += code == 0;
+    }
+    EXPECT_GT(good, 5000);
+}
+
+TEST_F(FieldConversion, APendingCodeStopsADateAlone) {
+    field.type = 'D';
+    field.width = 8;
+    memcpy(record + 1, "19960229", 8);
+    ZBESCODE(-2);
+    char text[16] = "";
+    EXPECT_EQ(DfieldGet(file, text, 0, 'D'), -2);
+    EXPECT_STREQ(text, "19960229");
+    EXPECT_EQ(DfieldGet(file, text, 0, 'C'), 0);
+    EXPECT_EQ(zb::CurrentCode(), -2);
+}
+
 TEST_F(FieldConversion, OtherTypesDoNothing) {
     field.width = 4;
     memcpy(record + 1, "abcd", 4);
