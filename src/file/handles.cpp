@@ -174,6 +174,10 @@ int PfTruncate(uint16_t handle, int64_t size) {
     return Outcome(platform->SetEnd(FileOf(handle)));
 }
 
+void PfHint(uint16_t handle, ReadHint hint) { platform->Hint(FileOf(handle), hint); }
+
+void PfReleaseReads(uint16_t handle) { platform->ReleaseReads(FileOf(handle)); }
+
 int PfCommit(uint16_t) { return 1; }
 
 }  // namespace zb

@@ -40,6 +40,8 @@ int PfDelete(const char* name);
 int PfLock(uint16_t handle, uint32_t offset, uint32_t length);
 int PfUnlock(uint16_t handle, uint32_t offset, uint32_t length);
 int PfTruncate(uint16_t handle, int64_t size);
-int PfCommit(uint16_t handle);  // nothing to do: writes go to the system at once
+void PfHint(uint16_t handle, ReadHint hint);
+void PfReleaseReads(uint16_t handle);  // lets go of what reads have mapped
+int PfCommit(uint16_t handle);         // nothing to do: writes go to the system at once
 
 }  // namespace zb

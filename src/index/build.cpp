@@ -44,6 +44,7 @@ Code RunSorter::Size(int keyBytes, uint32_t recordCount, bool collating, int ste
 Code RunSorter::CreateWorkFile() {
     if (Hcreate(&workFile, WorkFileName) < 0) return Pass("Sortfile");
     workFileMade = true;
+    PfHint(workFile, ReadHint::Once);
     return CurrentCode();
 }
 

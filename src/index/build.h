@@ -132,6 +132,9 @@ struct BuildLevel {
 
 namespace build {
 
+// A build's memory is told: of the data file, no more than this stays mapped.
+inline constexpr int64_t MostMapped = 1 << 20;
+
 // The keys of one run, from a plain field or from the evaluator.
 template <class F>
 Code FillRun(F& family, RunSorter& sorter, int16_t data, DataFile& file, int field, uint32_t first,
@@ -172,9 +175,15 @@ Code SortAndWrite(F& family, RunSorter& sorter, int16_t data, DataFile& file) {
             return Pending() ? CurrentCode() : Fail(F::Unit, ErrBadHandle);
     }
     uint32_t record = 1;
+    int64_t read = 0;
     for (uint32_t run = 0; run < sorter.runCount(); run++) {
         uint32_t count = sorter.RunSize(run);
         if (FillRun(family, sorter, data, file, field, record, count) < 0) return Pass(F::Unit);
+        read += int64_t{count} * file.recordLength();
+        if (read > MostMapped) {
+            PfReleaseReads(file.handle);
+            read = 0;
+        }
         if (sorter.StoreRun(run) < 0) return Pass(F::Unit);
         record += count;
     }

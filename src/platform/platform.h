@@ -40,6 +40,16 @@ enum OpenFlags : unsigned {
     OpenExisting = 0x8000  // without it the file is created or emptied
 };
 
+enum class ReadHint {
+    // In pages that the file's own header counts. Who cuts such a file within a
+    // page has damaged it anyhow, so its end isn't watched as closely as that of
+    // a file of records.
+    Pages,
+    // Here and there, and each byte once: what is read shall not stay mapped and
+    // count as the memory of the process.
+    Once
+};
+
 // The largest position or size that the library uses: 31 bits.
 inline constexpr int64_t MaxPosition = 0x7FFFFFFF;
 
@@ -85,6 +95,13 @@ class Platform {
     // another holds, and an unlock must name a held range exactly.
     virtual bool Lock(PlatformHandle file, uint32_t offset, uint32_t length) = 0;
     virtual bool Unlock(PlatformHandle file, uint32_t offset, uint32_t length) = 0;
+
+    // Tells how a file is going to be read, which changes nothing but the cost.
+    virtual void Hint(PlatformHandle, ReadHint) {}
+
+    // Lets go of what reads of a file have mapped: it would count as the memory
+    // of a process that has read a large file once.
+    virtual void ReleaseReads(PlatformHandle) {}
 
     // The error of the last call that failed.
     virtual uint32_t LastError() = 0;

@@ -71,6 +71,12 @@ class PosixPlatform final : public Platform {
     bool Delete(const char* name) override { return posixCalls.unlink(name) == 0 || FailedCall(); }
     bool Lock(PlatformHandle handle, uint32_t offset, uint32_t length) override;
     bool Unlock(PlatformHandle handle, uint32_t offset, uint32_t length) override;
+    void Hint(PlatformHandle handle, ReadHint hint) override {
+        if (File* file = FileOf(handle)) ImageHint(*file->image, hint);
+    }
+    void ReleaseReads(PlatformHandle handle) override {
+        if (File* file = FileOf(handle)) ImageRelease(*file->image);
+    }
     uint32_t LastError() override { return lastError; }
     int Rename(const char* newName, const char* oldName) override {
         return posixCalls.rename(oldName, newName) == 0 ? 0 : errno;

@@ -18,6 +18,7 @@ PosixCalls posixCalls = {
     [](int fd, int command, struct flock* range) { return ::fcntl(fd, command, range); },
     ::mmap,
     ::munmap,
+    ::madvise,
     ::unlink,
     ::rename,
     ::access,

@@ -23,6 +23,7 @@ struct PosixCalls {
     int (*lock)(int fd, int command, struct flock* range);  // fcntl with a lock command
     void* (*mmap)(void* address, size_t size, int protection, int flags, int fd, off_t position);
     int (*munmap)(void* address, size_t size);
+    int (*madvise)(void* address, size_t size, int advice);
     int (*unlink)(const char* name);
     int (*rename)(const char* oldName, const char* newName);
     int (*access)(const char* name, int mode);

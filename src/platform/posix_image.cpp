@@ -128,7 +128,7 @@ FileImage* ImageJoin(const struct stat& status) {
     if (!images.Reserve()) return nullptr;
     auto* image = static_cast<FileImage*>(posixCalls.realloc(nullptr, sizeof(FileImage)));
     if (!image) return nullptr;
-    *image = {status.st_dev, status.st_ino, 1, MapRule::NotAsked, status.st_size, {nullptr, 0}};
+    *image = {status.st_dev, status.st_ino, 1, MapRule::NotAsked, status.st_size, false, {nullptr, 0}};
     images.Insert(images.count, image);
     return image;
 }
@@ -141,6 +141,19 @@ void ImageLeave(FileImage* image) {
     if (image->mapping.bytes)
         posixCalls.munmap(const_cast<unsigned char*>(image->mapping.bytes), image->mapping.size);
     free(image);
+}
+
+void ImageHint(FileImage& image, ReadHint hint) {
+    if (hint == ReadHint::Pages)
+        image.paged = true;
+    else if (!image.mapping.bytes)
+        image.rule = MapRule::Never;
+}
+
+void ImageRelease(FileImage& image) {
+    if (image.mapping.bytes)
+        posixCalls.madvise(const_cast<unsigned char*>(image.mapping.bytes), image.mapping.size,
+                           MADV_DONTNEED);
 }
 
 int64_t ImageRead(FileImage& image, int fd, bool writable, void* buffer, uint32_t count, int64_t position) {
@@ -160,7 +173,8 @@ int64_t ImageRead(FileImage& image, int fd, bool writable, void* buffer, uint32_
         return ReadByCall(fd, buffer, count, position);
     }
     auto page = static_cast<int64_t>(PageSize());
-    if (static_cast<unsigned char*>(buffer)[size - 1] == 0 && (end - 1) / page == (image.length - 1) / page) {
+    if (!image.paged && static_cast<unsigned char*>(buffer)[size - 1] == 0 &&
+        (end - 1) / page == (image.length - 1) / page) {
         if (!RefreshLength(image, fd)) return -1;
         if (image.length < end) return ReadByCall(fd, buffer, count, position);
     }

@@ -8,13 +8,15 @@
 // - Another process may cut the file. Pages that are gone by it raise a signal,
 //   which the copy survives (posix_guard.h), and pread answers instead. In the
 //   page of the new end the cut raises nothing and leaves zeros; so a copy that
-//   ends in the page of the known end with a zero is confirmed.
+//   ends in the page of the known end with a zero is confirmed, unless the file
+//   is said to count its pages itself.
 // - What stays open: a foreign cut in the middle of a file may show as zeros in
 //   the rest of that one page until a read meets the end.
 #pragma once
 
 #include <cstdint>
 
+#include "platform/platform.h"
 #include "platform/posix_calls.h"
 #include "platform/posix_guard.h"
 
@@ -29,6 +31,7 @@ struct FileImage {
     unsigned handles;
     MapRule rule;
     int64_t length;   // as last known
+    bool paged;       // ReadHint::Pages: reads at the end needn't be confirmed
     Mapping mapping;  // no bytes while there is none
 };
 
@@ -36,6 +39,11 @@ struct FileImage {
 // Null when there is no memory. ImageLeave gives it back.
 FileImage* ImageJoin(const struct stat& status);
 void ImageLeave(FileImage* image);
+
+void ImageHint(FileImage& image, ReadHint hint);
+
+// Takes the pages that reads have mapped out of the process.
+void ImageRelease(FileImage& image);
 
 // Reads like pread: the bytes read, or -1 with errno. `writable` tells whether
 // the descriptor is.

@@ -89,6 +89,37 @@ TEST_F(PosixSystemCalls, ZerosInTheLastPageAskForTheLength) {
     EXPECT_EQ(spies.All(), 1);
 }
 
+TEST_F(PosixSystemCalls, ZerosInTheLastPageOfAPagedFileAskNothing) {
+    auto file = Open("a", Created);
+    WriteAt(file, 0, Fill(1024, 0));
+    zb::NativePlatform().Hint(file, zb::ReadHint::Pages);
+    ReadAt(file, 0, 512);
+    Spies spies;
+    ReadAt(file, 512, 512);
+    EXPECT_EQ(spies.All(), 0);
+    Close(file);
+}
+
+TEST_F(PosixSystemCalls, AFileReadOnceIsNotMapped) {
+    auto file = Open("a", Created);
+    WriteAt(file, 0, Fill(1024, 'a'));
+    zb::NativePlatform().Hint(file, zb::ReadHint::Once);
+    Spies spies;
+    EXPECT_EQ(ReadAt(file, 100, 50), Fill(50, 'a'));
+    EXPECT_EQ(spies.mmap.Count(), 0);
+    EXPECT_EQ(spies.pread.Count(), 1);
+    Close(file);
+}
+
+TEST_F(PosixSystemCalls, ReleasedReadsAreReadAgain) {
+    auto file = Open("a", Created);
+    WriteAt(file, 0, Fill(10000, 'a'));
+    EXPECT_EQ(ReadAt(file, 0, 10), Fill(10, 'a'));
+    zb::NativePlatform().ReleaseReads(file);
+    EXPECT_EQ(ReadAt(file, 4090, 10), Fill(10, 'a'));
+    Close(file);
+}
+
 TEST_F(PosixSystemCalls, ALargeReadIsOnePread) {
     WriteFile("a", Fill(10000, 'a'));
     auto file = Open("a");

@@ -120,6 +120,8 @@ class FakePlatform final : public zb::Platform {
     bool Unlock(zb::PlatformHandle file, uint32_t offset, uint32_t length) override {
         return !Fails(Call::Unlock) && Passed(real.Unlock(file, offset, length));
     }
+    void Hint(zb::PlatformHandle file, zb::ReadHint hint) override { real.Hint(file, hint); }
+    void ReleaseReads(zb::PlatformHandle file) override { real.ReleaseReads(file); }
     uint32_t LastError() override { return lastError; }
     int Rename(const char* newName, const char* oldName) override {
         return Fails(Call::Rename) ? static_cast<int>(lastError) : real.Rename(newName, oldName);

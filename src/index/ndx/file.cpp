@@ -208,6 +208,7 @@ Code OpenIndex(NdxFile& index, int slot, const char* name, uint16_t mode) {
     mode = NormalMode(mode);
     index.handle = NoFile;
     if (Hopen(&index.handle, name, mode, &index.flags, slot) < 0) return Pass("Nopen");
+    PfHint(index.handle, ReadHint::Pages);
     switch (mode & 0xFF) {
         case 0:
         case 1:
