@@ -70,11 +70,17 @@ std::string DateBytes(const uint8_t date[3]) {
     return text;
 }
 
+std::string Title(const Field& field, Codec& codec) {
+    std::string title;
+    return codec.Decode(field.name, title) ? title : field.name;
+}
+
 void ShowJson(const Data& data, const Encoding& encoding, const Counts& counts, Output& output) {
+    Codec codec(encoding.name, BadText::replace);
     const Header& header = data.header();
     nlohmann::ordered_json fields = nlohmann::ordered_json::array();
     for (const Field& field : data.fields())
-        fields.push_back({{"name", field.name},
+        fields.push_back({{"name", Title(field, codec)},
                           {"type", std::string(1, field.type)},
                           {"width", field.width},
                           {"decimals", field.decimals}});
@@ -121,11 +127,12 @@ void ShowText(const Data& data, const Encoding& encoding, const Counts& counts, 
     line("length", Count(std::filesystem::file_size(data.path()), "byte") +
                        (data.lengthFits() ? "" : ", which doesn't fit the header"));
     output.Write("\n");
+    Codec codec(encoding.name, BadText::replace);
     Table table(output, {{"#", true}, {"FIELD"}, {"TYPE"}, {"WIDTH", true}, {"DECIMALS", true}});
     for (size_t number = 0; number < data.fields().size(); ++number) {
         const Field& field = data.fields()[number];
         table.Cell(0) = std::to_string(number);
-        AppendPrintable(field.name, table.Cell(1));
+        AppendPrintable(Title(field, codec), table.Cell(1));
         table.Cell(2) = std::string(1, field.type);
         table.Cell(3) = std::to_string(field.width);
         table.Cell(4) = std::to_string(field.decimals);

@@ -24,9 +24,10 @@ void ListTable(Scan& scan, Output& output) {
     std::vector<Column> columns{{"#", true}};
     if (scan.showsDeletion()) columns.push_back({"*"});
     size_t first = columns.size();
-    for (const Field& field : scan.columns()) {
-        columns.push_back({"", field.type == 'N' || field.type == 'F' || field.type == 'M'});
-        AppendPrintable(field.name, columns.back().title);
+    for (size_t column = 0; column < scan.columns().size(); ++column) {
+        char type = scan.columns()[column].type;
+        columns.push_back({"", type == 'N' || type == 'F' || type == 'M'});
+        AppendPrintable(scan.titles()[column], columns.back().title);
     }
     Table table(output, columns);
     while (scan.Next()) {

@@ -68,6 +68,11 @@ void AddScanOptions(CLI::App& command, ScanOptions& options) {
     AddOpenOptions(command, options.open);
 }
 
+size_t FindField(const Data& data, const std::string& name, Codec& codec) {
+    std::string inTable;
+    return data.FieldNumber(codec.Encode(name, inTable) ? inTable : name);
+}
+
 void RequireRecord(const Data& data, uint32_t record) {
     if (record >= 1 && record <= data.count()) return;
     throw Failure(Exit::notFound, data.path() + ": " + DescribeCode(ZB_ErrSeek) + "; there is no record " +
@@ -95,7 +100,7 @@ std::vector<Assignment> ParseAssignments(const std::vector<std::string>& texts) 
 void Assign(Data& data, const std::vector<Assignment>& assignments, Codec& codec, bool loose) {
     std::string bytes;
     for (const Assignment& assignment : assignments) {
-        size_t number = data.FieldNumber(assignment.field);
+        size_t number = FindField(data, assignment.field, codec);
         const Field& field = data.fields()[number];
         Fit fit = MakeValue(field, assignment.value, codec, bytes);
         if (fit != Fit::exact) {

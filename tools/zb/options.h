@@ -45,6 +45,9 @@ struct ScanOptions {
 // The above, and --fields, --records, --deleted, --limit, --bad-values.
 void AddScanOptions(CLI::App& command, ScanOptions& options);
 
+// The number of the field that `name`, in UTF-8, stands for. Throws when there is none.
+size_t FindField(const Data& data, const std::string& name, Codec& codec);
+
 // Throws when the table has no such record.
 void RequireRecord(const Data& data, uint32_t record);
 

@@ -11,7 +11,7 @@ void AppendJsonRecord(Scan& scan, bool numbered, std::string& out) {
     if (scan.showsDeletion())
         out.append("\"").append(kDeletedColumn).append(scan.isDeleted() ? "\":true," : "\":false,");
     for (size_t column = 0; column < scan.columns().size(); ++column) {
-        AppendJson(scan.columns()[column].name, out);
+        AppendJson(scan.titles()[column], out);
         out += ':';
         AppendJson(scan.Get(column), out);
         out += ',';
@@ -21,8 +21,8 @@ void AppendJsonRecord(Scan& scan, bool numbered, std::string& out) {
 }
 
 void AppendCsvTitles(const Scan& scan, char delimiter, std::string& out) {
-    for (const Field& field : scan.columns()) {
-        AppendCsv(field.name, delimiter, out);
+    for (const std::string& title : scan.titles()) {
+        AppendCsv(title, delimiter, out);
         out += delimiter;
     }
     if (scan.showsDeletion())

@@ -1,6 +1,7 @@
 #include "scan.h"
 
 #include <algorithm>
+#include <set>
 
 #include "terminal.h"
 
@@ -14,8 +15,10 @@ Scan::Scan(Data& table, const ScanOptions& options)
       encoding(ChooseEncoding(options.text.encoding, table.header().language, table.path())),
       codec(encoding.name, badText),
       left(options.limit) {
-    for (const std::string& name : options.fields) shown.push_back(data.fields()[data.FieldNumber(name)]);
+    for (const std::string& name : options.fields)
+        shown.push_back(data.fields()[FindField(data, name, codec)]);
     if (options.fields.empty()) shown = data.fields();
+    MakeTitles();
     last = data.count();
     if (!options.records.empty()) {
         Range range = ParseRange(options.records);
@@ -23,6 +26,18 @@ Scan::Scan(Data& table, const ScanOptions& options)
         last = std::min(last, range.last);
     }
     if (!data.lengthFits()) Say(data.path() + ": " + DescribeCode(ZB_WarnFileSize));
+}
+
+void Scan::MakeTitles() {
+    std::set<std::string> taken;
+    std::string title;
+    for (const Field& field : shown) {
+        if (!codec.Decode(field.name, title)) title = field.name;
+        std::string unique = title;
+        for (int number = 2; !taken.insert(unique).second; ++number)
+            unique = title + "_" + std::to_string(number);
+        names.push_back(unique);
+    }
 }
 
 bool Scan::Next() {
@@ -57,7 +72,7 @@ void Scan::Report() const {
             " parse, shown " + (badValues == BadValues::empty ? "empty" : "as raw text"));
     if (unconverted > 0 && badText != BadText::refuse)
         Say(data.path() + ": " + text + " (" + encoding.reason + "); the bytes in question are shown " +
-            (badText == BadText::replace ? "replaced" : "escaped"));
+            (badText == BadText::replace ? "replaced" : "escaped") + " (--encoding names another)");
     if (broken)
         throw Failure(broken->status, std::string(broken->what()) + "; only the records before it are shown");
     if (unconverted > 0 && badText == BadText::refuse)

@@ -16,6 +16,8 @@ class Scan {
     Scan(Data& data, const ScanOptions& options);
 
     const std::vector<Field>& columns() const { return shown; }
+    // The columns' names in UTF-8; where two fields have the same, they differ.
+    const std::vector<std::string>& titles() const { return names; }
     bool showsDeletion() const { return deleted != Deleted::skip; }
     // Records that the walk may touch, for a bar.
     uint32_t span() const { return last >= next ? last - next + 1 : 0; }
@@ -33,6 +35,8 @@ class Scan {
     void Report() const;
 
   private:
+    void MakeTitles();
+
     Data& data;
     Deleted deleted;
     BadValues badValues;
@@ -40,6 +44,7 @@ class Scan {
     Encoding encoding;
     Codec codec;
     std::vector<Field> shown;
+    std::vector<std::string> names;
     uint32_t next = 1;
     uint32_t last = 0;
     uint64_t left;
