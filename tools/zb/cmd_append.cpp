@@ -1,0 +1,45 @@
+// zb append: one record more.
+#include "commands.h"
+#include "options.h"
+#include "terminal.h"
+
+namespace tool {
+namespace {
+
+struct Options {
+    std::string file;
+    std::vector<std::string> values;
+    OpenOptions open;
+    TextOptions text{{}, BadText::refuse};
+    bool loose = false;
+};
+
+void Run(const Options& options) {
+    std::vector<Assignment> assignments = ParseAssignments(options.values);
+    Data data(options.file, Access::write, options.open);
+    Encoding encoding = ChooseEncoding(options.text.encoding, data.header().language, data.path());
+    Codec codec(encoding.name, options.text.badText);
+    data.Clear();
+    Assign(data, assignments, codec, options.loose);
+    data.LockForAppend();
+    uint32_t record = data.Append();
+    data.UnlockForAppend();
+    data.Close();
+    Say(data.path() + ": added record " + std::to_string(record));
+}
+
+}  // namespace
+
+void AddAppend(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("append", "Add a record");
+    command->add_option("FILE", options->file, "The table")->required();
+    command->add_option("FIELD=VALUE", options->values, "The record's values; other fields stay blank")
+        ->expected(0, -1);
+    command->add_flag("--loose", options->loose, "Store values that don't fit as they fit");
+    AddTextOptions(*command, options->text);
+    AddOpenOptions(*command, options->open);
+    command->callback([options] { Run(*options); });
+}
+
+}  // namespace tool

@@ -1,0 +1,354 @@
+// zb import: CSV into a new table, or into one that is there.
+#include <strings.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "commands.h"
+#include "csv.h"
+#include "failure.h"
+#include "files.h"
+#include "options.h"
+#include "rows.h"
+#include "schema.h"
+#include "terminal.h"
+
+namespace tool {
+namespace {
+
+struct Options {
+    std::string csv;
+    std::string file;
+    std::string schema;
+    std::string csvEncoding = "UTF-8";
+    std::string delimiter = ",";
+    bool noHeader = false;
+    bool append = false;
+    bool loose = false;
+    bool force = false;
+    OpenOptions open;
+    TextOptions text{{}, BadText::refuse};
+};
+
+// The CSV, which is read twice when the types have to be guessed.
+class Source {
+  public:
+    explicit Source(const std::string& path) : title(path) {
+        if (path == "-") {
+            title = "standard input";
+            file = stdin;
+            return;
+        }
+        title = FindFile(path);
+        file = std::fopen(title.c_str(), "rb");
+        if (file == nullptr) throw CodeFailure(ZB_ErrOpen, title, std::strerror(errno));
+    }
+    ~Source() {
+        if (file != stdin) std::fclose(file);
+    }
+    Source(const Source&) = delete;
+    void operator=(const Source&) = delete;
+
+    FILE* input() const { return file; }
+    const std::string& name() const { return title; }
+
+    uint64_t size() const {
+        struct stat status = {};
+        return fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode)
+                   ? static_cast<uint64_t>(status.st_size)
+                   : 0;
+    }
+
+    // What can't be read again is copied to where it can.
+    void MakeRewindable() {
+        if (std::fseek(file, 0, SEEK_SET) == 0) return;
+        FILE* copy = std::tmpfile();
+        if (copy == nullptr) throw CodeFailure(ZB_ErrOpen, "temporary file", std::strerror(errno));
+        char piece[1 << 16];
+        size_t length;
+        while ((length = std::fread(piece, 1, sizeof piece, file)) > 0)
+            if (std::fwrite(piece, 1, length, copy) != length)
+                throw CodeFailure(ZB_ErrWrite, "temporary file", std::strerror(errno));
+        file = copy;
+        Rewind();
+    }
+    void Rewind() { std::rewind(file); }
+
+  private:
+    std::string title;
+    FILE* file;
+};
+
+// Where each value of a row goes.
+struct Plan {
+    static constexpr size_t kDeletion = SIZE_MAX;
+    std::vector<size_t> targets;  // field numbers, or kDeletion
+};
+
+struct Tally {
+    uint64_t records = 0;
+    uint64_t rounded = 0;
+    uint64_t cut = 0;
+    uint64_t blank = 0;       // couldn't be stored at all
+    uint64_t characters = 0;  // texts with characters replaced
+    uint64_t rows = 0;        // with values missing, or too many
+};
+
+std::string Place(const CsvReader& reader) {
+    return reader.name() + ", line " + std::to_string(reader.line());
+}
+
+Plan MakePlan(const std::vector<Field>& fields, const std::vector<std::string>& titles,
+              const std::string& csvName) {
+    Plan plan;
+    for (const std::string& title : titles) {
+        std::set<std::string> none;
+        std::string name = FieldName(title, none);
+        size_t target = Plan::kDeletion;
+        for (size_t number = 0; number < fields.size() && target == Plan::kDeletion; ++number)
+            if (strcasecmp(fields[number].name.c_str(), title.c_str()) == 0 || fields[number].name == name)
+                target = number;
+        if (target == Plan::kDeletion && title != kDeletedColumn)
+            throw Failure(Exit::usage, csvName + ": there is no field for the column '" + title + "'");
+        if (std::find(plan.targets.begin(), plan.targets.end(), target) != plan.targets.end())
+            throw Failure(Exit::usage, csvName + ": the column '" + title + "' stands twice");
+        plan.targets.push_back(target);
+    }
+    return plan;
+}
+
+Plan PlanByPosition(size_t fields) {
+    Plan plan;
+    for (size_t number = 0; number < fields; ++number) plan.targets.push_back(number);
+    return plan;
+}
+
+class Import {
+  public:
+    explicit Import(const Options& chosen)
+        : options(chosen),
+          delimiter(ParseDelimiter(chosen.delimiter)),
+          csvCodec(NormalName(chosen.csvEncoding), BadText::refuse),
+          csvIsUtf8(NormalName(chosen.csvEncoding) == "UTF-8"),
+          source(chosen.csv) {}
+
+    void Run() {
+        if (options.append)
+            AddToTable();
+        else
+            MakeTable();
+    }
+
+  private:
+    void MakeTable() {
+        MayReplace(options.file, options.force);
+        Encoding encoding = ChooseEncoding(options.text.encoding, 0, options.file);
+        Codec codec(encoding.name, options.text.badText);
+        std::vector<Field> fields;
+        Plan plan;
+        if (options.schema.empty()) {
+            source.MakeRewindable();
+            GuessFields(codec, fields, plan);
+            source.Rewind();
+        } else {
+            fields = ParseSchema(options.schema);
+        }
+        PartFile part(options.file);
+        CreateTable(part.path(), fields, options.open.dialect);
+        OpenOptions open = options.open;
+        if (open.dialect == 0) open.dialect = FittingDialect(fields);
+        try {
+            Data data(part.path(), Access::exclusive, open);
+            CsvReader reader(source.input(), source.name(), delimiter);
+            ReadTitles(reader, data.fields(), plan);
+            AddRows(reader, data, plan, codec, false);
+            data.Close();
+        } catch (const Failure& failure) {
+            throw Failure(failure.status, failure.what() + std::string("; ") + options.file + " was not " +
+                                              (Exists(options.file) ? "changed" : "made"));
+        }
+        part.Commit();
+        StateEncoding(options.file, encoding);
+        Report(fields);
+    }
+
+    void AddToTable() {
+        if (!options.schema.empty()) throw Failure(Exit::usage, "--schema and --append exclude each other");
+        Data data(options.file, Access::write, options.open);
+        Encoding encoding = ChooseEncoding(options.text.encoding, data.header().language, data.path());
+        Codec codec(encoding.name, options.text.badText);
+        CsvReader reader(source.input(), source.name(), delimiter);
+        Plan plan;
+        ReadTitles(reader, data.fields(), plan);
+        try {
+            AddRows(reader, data, plan, codec, true);
+            data.Close();
+        } catch (const Failure& failure) {
+            throw Failure(failure.status, failure.what() + std::string("; ") +
+                                              Count(tally.records, "record") + " before it added to " +
+                                              data.path());
+        }
+        Report(data.fields());
+    }
+
+    // The line of names, when there is one; without, values go by their position.
+    void ReadTitles(CsvReader& reader, const std::vector<Field>& fields, Plan& plan) {
+        std::vector<std::string> titles;
+        if (!options.noHeader && reader.Next(titles)) {
+            for (std::string& title : titles) title = ToUtf8(title, reader);
+            if (plan.targets.empty()) plan = MakePlan(fields, titles, source.name());
+        }
+        if (plan.targets.empty()) plan = PlanByPosition(fields.size());
+    }
+
+    void GuessFields(Codec& codec, std::vector<Field>& fields, Plan& plan) {
+        Progress progress("looking at the data", source.size());
+        CsvReader reader(source.input(), source.name(), delimiter);
+        std::vector<std::string> row;
+        std::vector<std::string> titles;
+        if (!options.noHeader && reader.Next(row))
+            for (const std::string& title : row) titles.push_back(ToUtf8(title, reader));
+        std::vector<Guess> guesses(titles.size());
+        while (reader.Next(row)) {
+            if (row.size() > guesses.size() && (options.noHeader || titles.empty()))
+                guesses.resize(row.size());
+            for (size_t column = 0; column < std::min(row.size(), guesses.size()); ++column)
+                guesses[column].See(ToUtf8(row[column], reader), codec);
+            progress.At(reader.bytes());
+        }
+        if (guesses.empty()) throw Failure(Exit::damaged, source.name() + ": there is nothing in it");
+        std::set<std::string> names;
+        for (size_t column = 0; column < guesses.size(); ++column) {
+            bool titled = column < titles.size();
+            if (titled && titles[column] == kDeletedColumn) {
+                plan.targets.push_back(Plan::kDeletion);
+                continue;
+            }
+            plan.targets.push_back(fields.size());
+            std::string title = titled ? titles[column] : "FIELD" + std::to_string(column + 1);
+            fields.push_back(guesses[column].Result(FieldName(title, names)));
+        }
+    }
+
+    const std::string& ToUtf8(const std::string& cell, const CsvReader& reader) {
+        if (csvIsUtf8) return cell;
+        if (!csvCodec.Decode(cell, decoded))
+            throw Failure(Exit::damaged, Place(reader) + ": a text isn't " + options.csvEncoding);
+        return decoded;
+    }
+
+    void AddRows(CsvReader& reader, Data& data, const Plan& plan, Codec& codec, bool shared) {
+        // Others that wait for the lock get their turn in between.
+        constexpr uint64_t kRowsALock = 256;
+        Progress progress("importing", source.size());
+        std::vector<std::string> row;
+        bool locked = false;
+        while (reader.Next(row)) {
+            bool deleted = FillRecord(reader, row, data, plan, codec);
+            if (shared && !locked) data.LockForAppend();
+            locked = shared;
+            uint32_t record = data.Append();
+            if (deleted) data.Delete(record);
+            ++tally.records;
+            if (locked && tally.records % kRowsALock == 0) {
+                data.UnlockForAppend();
+                locked = false;
+            }
+            progress.At(reader.bytes());
+        }
+        if (locked) data.UnlockForAppend();
+    }
+
+    // Puts a row into the record buffer; tells whether it is a deleted one.
+    bool FillRecord(const CsvReader& reader, const std::vector<std::string>& row, Data& data,
+                    const Plan& plan, Codec& codec) {
+        if (row.size() != plan.targets.size()) {
+            if (!options.loose)
+                throw Failure(Exit::damaged, Place(reader) + ": " + Count(row.size(), "value") +
+                                                 " instead of " + std::to_string(plan.targets.size()));
+            ++tally.rows;
+        }
+        bool deleted = false;
+        data.Clear();
+        for (size_t column = 0; column < std::min(row.size(), plan.targets.size()); ++column) {
+            const std::string& text = ToUtf8(row[column], reader);
+            size_t number = plan.targets[column];
+            if (number == Plan::kDeletion) {
+                char letter = 'F';
+                IsLogical(text, letter);
+                deleted = letter == 'T';
+                continue;
+            }
+            const Field& field = data.fields()[number];
+            Fit fit = MakeValue(field, text, codec, bytes);
+            if (fit != Fit::exact) NoteMisfit(fit, field, text, reader);
+            data.Put(number, bytes);
+        }
+        return deleted;
+    }
+
+    void NoteMisfit(Fit fit, const Field& field, const std::string& text, const CsvReader& reader) {
+        // Characters may be lost where --bad-text says so; the rest needs --loose.
+        bool allowed = options.loose || (fit == Fit::unencodable && options.text.badText != BadText::refuse);
+        if (!allowed)
+            throw CodeFailure(ZB_ErrFieldValue, Place(reader),
+                              field.name + ": '" + text + "' " + DescribeFit(fit, field));
+        switch (fit) {
+            case Fit::exact: break;
+            case Fit::rounded: ++tally.rounded; break;
+            case Fit::cut: ++tally.cut; break;
+            case Fit::tooLarge:
+            case Fit::unreadable: ++tally.blank; break;
+            case Fit::unencodable: ++tally.characters; break;
+        }
+    }
+
+    void Report(const std::vector<Field>& fields) const {
+        Say(options.file + ": " + (options.append ? "added " : "imported ") + Count(tally.records, "record") +
+            " of " + Count(fields.size(), "field"));
+        auto tell = [&](uint64_t number, const char* noun, const char* what) {
+            if (number > 0) Say(options.file + ": " + Count(number, noun) + " " + what);
+        };
+        tell(tally.rounded, "number", "rounded");
+        tell(tally.cut, "text", "cut to the field's width");
+        tell(tally.blank, "value", "left blank, which the fields can't hold");
+        tell(tally.characters, "text", "with characters that the table's encoding lacks");
+        tell(tally.rows, "row", "with too few or too many values");
+    }
+
+    const Options& options;
+    char delimiter;
+    Codec csvCodec;
+    bool csvIsUtf8;
+    Source source;
+    Tally tally;
+    std::string decoded;
+    std::string bytes;
+};
+
+}  // namespace
+
+void AddImport(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    CLI::App* command = app.add_subcommand("import", "Make a table from CSV, or add CSV to one");
+    command->add_option("CSV", options->csv, "The CSV file, or - for standard input")->required();
+    command->add_option("FILE", options->file, "The table")->required();
+    command->add_option(
+        "--schema", options->schema,
+        "The fields: \"NAME:C20,BORN:D,AMOUNT:N10.2,PAID:L\" (default: guessed from the data)");
+    command->add_flag("--append", options->append, "Add the records to a table that is there");
+    command->add_flag("--force", options->force, "Replace the table if it exists");
+    command->add_flag("--loose", options->loose,
+                      "Store what doesn't fit as it fits (rounded, cut, blank) and tell how much that was;\n"
+                      "without it the first such value ends the import");
+    command->add_option("--csv-encoding", options->csvEncoding, "Encoding of the CSV (default: utf-8)");
+    command->add_option("--delimiter", options->delimiter,
+                        "Between the values: one character, or tab (default: ,)");
+    command->add_flag("--no-header", options->noHeader, "The CSV has no line of names");
+    AddTextOptions(*command, options->text);
+    AddOpenOptions(*command, options->open);
+    command->callback([options] { Import(*options).Run(); });
+}
+
+}  // namespace tool

@@ -1,0 +1,25 @@
+// The commands. A new one is a line in this list, and a file cmd_<name>.cpp
+// that defines Add<Name>: it adds its subcommand, options and callback.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#define ZB_COMMANDS(COMMAND) \
+    COMMAND(Info)            \
+    COMMAND(List)            \
+    COMMAND(Export)          \
+    COMMAND(Import)          \
+    COMMAND(Create)          \
+    COMMAND(Append)          \
+    COMMAND(Set)             \
+    COMMAND(Delete)          \
+    COMMAND(Recall)          \
+    COMMAND(Pack)
+
+namespace tool {
+
+#define ZB_DECLARE(name) void Add##name(CLI::App& app);
+ZB_COMMANDS(ZB_DECLARE)
+#undef ZB_DECLARE
+
+}  // namespace tool

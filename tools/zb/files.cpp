@@ -1,0 +1,116 @@
+#include "files.h"
+
+#include <strings.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "failure.h"
+#include "terminal.h"
+#include "zb.h"
+
+namespace tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The names in the directory of `path` that equal its own but for case.
+std::vector<std::string> CaseVariants(const std::string& path) {
+    fs::path wanted(path);
+    fs::path directory = wanted.parent_path();
+    std::string name = wanted.filename().string();
+    std::vector<std::string> found;
+    std::error_code error;
+    fs::directory_iterator entries(directory.empty() ? fs::path(".") : directory, error);
+    if (error) return found;
+    for (; entries != fs::directory_iterator(); entries.increment(error)) {
+        std::string entry = entries->path().filename().string();
+        if (strcasecmp(entry.c_str(), name.c_str()) == 0) found.push_back((directory / entry).string());
+        if (error) break;
+    }
+    return found;
+}
+
+char partName[4096];
+
+// What an interrupt leaves behind is told by the shell's status; the part file
+// is taken away, so that nothing half-done stays.
+void RemovePartAndEnd(int signal) {
+    if (partName[0] != 0) unlink(partName);
+    _exit(128 + signal);
+}
+
+void SetPartName(const std::string& name) {
+    if (name.size() >= sizeof partName) return;
+    std::memcpy(partName, name.c_str(), name.size() + 1);
+    for (int number : {SIGINT, SIGTERM, SIGHUP})
+        std::signal(number, name.empty() ? SIG_DFL : RemovePartAndEnd);
+}
+
+}  // namespace
+
+bool Exists(const std::string& path) {
+    std::error_code error;
+    return fs::exists(path, error);
+}
+
+std::string FindFile(const std::string& path) {
+    if (path.empty()) throw CodeFailure(ZB_ErrBadName, "''");
+    if (Exists(path)) {
+        if (fs::is_directory(path)) throw CodeFailure(ZB_ErrOpen, path, "it is a directory");
+        return path;
+    }
+    std::vector<std::string> found = CaseVariants(path);
+    if (found.size() == 1) return found[0];
+    std::string line = path + ": " + DescribeCode(ZB_ErrOpen);
+    if (found.empty()) throw Failure(Exit::notFound, line + "; there is no such file");
+    line += "; several files differ from it in case only:";
+    for (const std::string& name : found) line += " " + name;
+    throw Failure(Exit::notFound, line);
+}
+
+std::string WithExtension(const std::string& path, const std::string& extension) {
+    return fs::path(path).replace_extension(extension).string();
+}
+
+std::optional<std::string> FindSibling(const std::string& path, const std::string& extension) {
+    std::string name = WithExtension(path, extension);
+    if (Exists(name)) return name;
+    std::vector<std::string> found = CaseVariants(name);
+    if (found.size() == 1) return found[0];
+    return std::nullopt;
+}
+
+void MayReplace(const std::string& path, bool force) {
+    if (force || !Exists(path)) return;
+    if (!fs::is_directory(path) && Confirm(path + " exists. Replace it?")) return;
+    throw CodeFailure(ZB_ErrAccess, path, "the file exists and is left as it was (--force replaces it)");
+}
+
+PartFile::PartFile(const std::string& finalName) : target(finalName) {
+    int number = 0;
+    do {
+        part = target + "." + std::to_string(getpid()) + "-" + std::to_string(number++) + ".part";
+    } while (Exists(part));
+    SetPartName(part);
+}
+
+PartFile::~PartFile() {
+    if (part.empty()) return;
+    unlink(part.c_str());
+    SetPartName("");
+}
+
+void PartFile::Commit() {
+    if (std::rename(part.c_str(), target.c_str()) != 0)
+        throw CodeFailure(ZB_ErrAccess, target, std::strerror(errno));
+    part.clear();
+    SetPartName("");
+}
+
+}  // namespace tool

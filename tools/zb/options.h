@@ -1,0 +1,68 @@
+// The options that several commands share, under the same names everywhere.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "data.h"
+#include "text.h"
+#include "value.h"
+
+namespace tool {
+
+// --dialect, --wait
+void AddOpenOptions(CLI::App& command, OpenOptions& options);
+
+struct TextOptions {
+    std::string encoding;
+    BadText badText = BadText::replace;
+};
+
+// --encoding, --bad-text; what becomes of bad text by default is for the command to say.
+void AddTextOptions(CLI::App& command, TextOptions& options);
+
+enum class Deleted { skip, include, only };
+
+struct Range {
+    uint32_t first;
+    uint32_t last;
+};
+
+// "7", "10-20", "10-", "-20". Throws a usage failure.
+Range ParseRange(const std::string& text);
+
+struct ScanOptions {
+    OpenOptions open;
+    TextOptions text;
+    std::vector<std::string> fields;
+    std::string records;
+    Deleted deleted = Deleted::skip;
+    uint64_t limit = UINT64_MAX;
+    BadValues badValues = BadValues::empty;
+};
+
+// The above, and --fields, --records, --deleted, --limit, --bad-values.
+void AddScanOptions(CLI::App& command, ScanOptions& options);
+
+// The number of the field that `name`, in UTF-8, stands for. Throws when there is none.
+size_t FindField(const Data& data, const std::string& name, Codec& codec);
+
+// Throws when the table has no such record.
+void RequireRecord(const Data& data, uint32_t record);
+
+// One character, or "tab". Throws a usage failure.
+char ParseDelimiter(const std::string& text);
+
+// FIELD=VALUE, one after the other.
+struct Assignment {
+    std::string field;
+    std::string value;
+};
+std::vector<Assignment> ParseAssignments(const std::vector<std::string>& texts);
+
+// Puts the values into the record buffer. Those that don't fit throw, or with
+// `loose` are stored as they fit, which is told.
+void Assign(Data& data, const std::vector<Assignment>& assignments, Codec& codec, bool loose);
+
+}  // namespace tool
