@@ -74,9 +74,9 @@ enum class Layout { None, Terminated, Counted };
 
 inline constexpr int DialectMemoOnly = 66;  // a .DBT dialect that no data file has
 
-inline constexpr int MinBlockSize = 512;  // of a .DBT file
+inline constexpr int MinBlockSize = 512;  // of a .DBT file, and what multipliers count
 inline constexpr int MaxBlockSize = 16384;
-inline constexpr int MaxMultiplier = 32;    // of MinBlockSize, at a creation
+inline constexpr int MaxMultiplier = 32;    // at a creation
 inline constexpr int MinFptBlockSize = 33;  // smaller sizes at a creation are multipliers
 inline constexpr int FptHeaderRoom = 512;   // bytes that a header's blocks hold at least
 

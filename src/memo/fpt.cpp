@@ -6,8 +6,10 @@
 namespace zb {
 namespace {
 
-constexpr int MaxMultiplier = 32;  // a size at a creation up to this counts blocks of 512
-constexpr int MaxSize = 511;       // a size at a creation above that is in bytes
+constexpr int MaxSize = 511;  // the largest block size in bytes that a creation takes
+
+// A size at a creation is a multiplier or a number of bytes.
+int32_t BlockSizeOf(int16_t size) { return size <= MaxMultiplier ? size * MinBlockSize : size; }
 
 FptFile& Fpt(MemoFile& file) { return static_cast<FptFile&>(file); }
 
@@ -157,7 +159,7 @@ int32_t ZB_CALL ZBDWCREATE(const char* path, int16_t size) {
     SetCode(0);
     uint16_t handle;
     if (Hcreate(&handle, path) < 0) return Pass("Wcreate");
-    Code code = WriteNewFile(handle, size <= MaxMultiplier ? size * 512 : size);
+    Code code = WriteNewFile(handle, BlockSizeOf(size));
     if (Hclose(handle) < 0) Pass("Wcreate");
     return code < 0 ? SetCode(code) : CurrentCode();
 }
