@@ -7,7 +7,8 @@
 namespace zb {
 namespace {
 
-constexpr int MaxPasses = 128;  // blocks of a terminated memo that can be read, its end mark included
+constexpr size_t MaxTerminated = 65536;  // bytes of a terminated memo that can be read, its end mark included
+constexpr size_t MaxStep = 16384;
 constexpr int MinWidth = 10;
 constexpr int MaxWidth = 132;
 constexpr int32_t NoBlock = -1;
@@ -99,29 +100,30 @@ Code SeekBlock(const DbtFile& file, int32_t block, int offset = 0) {
     return Hseek(file.handle, BlockPosition(block, file.blockSize) + offset);
 }
 
-// Reads the next block's worth of bytes, or what is left of the file.
-Code ReadPiece(const DbtFile& file, char* piece, uint32_t* done) {
-    HreadSome(file.handle, piece, MinBlockSize, done);
+// Reads the next `count` bytes, or what is left of the file.
+Code ReadPiece(const DbtFile& file, char* piece, size_t count, uint32_t* done) {
+    HreadSome(file.handle, piece, static_cast<int16_t>(count), done);
     return CurrentCode() == ErrRead ? SetCode(0) : CurrentCode();
 }
 
 // ---- read ----
 
+// The end mark is looked for in steps that double, so that a short memo costs one
+// read of its block and a long one few.
 Code ReadTerminated(const DbtFile& file, int32_t block, Block<char>* text) {
-    for (int pass = 0; pass < MaxPasses; pass++) {
-        size_t before = static_cast<size_t>(pass) * MinBlockSize;
-        if (pass == 0 ? text->Alloc(MinBlockSize) < 0 : text->Resize(before + MinBlockSize) < 0)
-            return Pass("Trget");
+    int64_t start = BlockPosition(block, file.blockSize);
+    for (size_t before = 0, step; before < MaxTerminated; before += step) {
+        step = std::clamp<size_t>(before, MinBlockSize, MaxStep);
+        if (before == 0 ? text->Alloc(step) < 0 : text->Resize(before + step) < 0) return Pass("Trget");
         char* piece = text->data + before;
         uint32_t done;
-        if (ReadPiece(file, piece, &done) < 0) return Pass("Trget");
+        if (ReadPiece(file, piece, step, &done) < 0) return Pass("Trget");
         if (auto* end = static_cast<char*>(memchr(piece, MemoEnd, done))) {
             *end = 0;
             return CurrentCode();
         }
         // The end of the file is asked for only where it can be.
-        int64_t position = BlockPosition(block, file.blockSize) + static_cast<int64_t>(before) + done;
-        if (done == MinBlockSize && position < file.fileSize) continue;
+        if (done == step && start + static_cast<int64_t>(before + step) < file.fileSize) continue;
         uint8_t atEnd;
         if (Heof(file.handle, &atEnd) < 0) return Pass("Trget");
         if (atEnd) return Fail("Trget", ErrStructure);
@@ -178,7 +180,7 @@ Code OldLength(const DbtFile& file, int32_t block, uint16_t* length) {
     uint32_t done;
     *length = 0;
     do {
-        if (ReadPiece(file, piece, &done) < 0) return Pass("Trput");
+        if (ReadPiece(file, piece, sizeof piece, &done) < 0) return Pass("Trput");
         if (auto* end = static_cast<char*>(memchr(piece, MemoEnd, done))) {
             *length = static_cast<uint16_t>(*length + (end - piece));
             return CurrentCode();

@@ -144,7 +144,7 @@ TEST_F(DbtFailure, ReadsThatNeverComeEndTheReading) {
     FakePlatform fake;
     fake.Fail(Call::Read, 2, 5, FakePlatform::Forever);
     EXPECT_EQ(Get(memo, 1), "<-29>");
-    EXPECT_EQ(fake.Count(Call::Read), 1 + 128);
+    EXPECT_LE(fake.Count(Call::Read), 1 + 128);
 }
 
 TEST_F(DbtFailure, AFailedNewTerminatedMemoLeavesTheNextBlock) {
