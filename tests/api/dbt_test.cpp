@@ -893,6 +893,27 @@ TEST_F(Dbt, AMemoLongerThanTheFreedRunIsGivenTheBlocksOfTheMovedMemo) {
     EXPECT_EQ(Get(memo, 2), Text(700, 1));
 }
 
+TEST_F(Dbt, AnEmptyMemoRightAfterAMoveEndsTheChain) {
+    int16_t memo = Make(2);
+    ASSERT_EQ(Put(memo, Text(40)), 1);
+    ASSERT_EQ(Replace(memo, 1, Text(600)), 2);
+    ASSERT_EQ(Put(memo, ""), 1);
+    EXPECT_EQ(ReadFile("memo.dbt", 0, 4), Hex("04 00 00 00"));
+    EXPECT_EQ(Put(memo, Text(2000)), 4);
+    EXPECT_EQ(Get(memo, 1), "");
+    EXPECT_EQ(Get(memo, 2), Text(600));
+    EXPECT_EQ(Get(memo, 4), Text(2000));
+}
+
+TEST_F(Dbt, AMoveFromAStoredLengthOf256LeavesARunOfNoBlocks) {
+    int16_t memo = Make(2);
+    ASSERT_EQ(Put(memo, Text(248)), 1);
+    ASSERT_EQ(Replace(memo, 1, Text(249)), 2);
+    EXPECT_EQ(ReadFile("memo.dbt", 512, 8), Hex("02 00 00 00 00 00 00 00"));
+    EXPECT_EQ(Put(memo, ""), 2);  // over the memo that moved
+    EXPECT_EQ(Get(memo, 2), "");
+}
+
 TEST_F(Dbt, AMemoThatMovesTwiceClosesTheChainToACircle) {
     int16_t memo = Make(2);
     ASSERT_EQ(Put(memo, "small"), 1);
