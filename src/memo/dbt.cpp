@@ -287,8 +287,8 @@ Code WriteRun(const DbtFile& file, int32_t block, FreeRun run) {
 }
 
 // The bytes that the memo at a block is taken to own. The rounding is one for
-// steps of 256, kept as it is: it comes out 256 too high where a length has an odd
-// number of whole 256s and a rest, and too low where it has no rest.
+// steps of 256, kept as it is: it comes out too high for many lengths, and too low
+// for a whole number of 256s that doesn't fill its block.
 Code OldCapacity(const DbtFile& file, int32_t block, uint16_t* capacity) {
     uint8_t head[MemoHeadSize];
     if (SeekBlock(file, block) < 0) return Pass("Trput");
