@@ -247,6 +247,13 @@ enum ZbOpenMode {
     ZB_Production = 0x0200  /* creation: set the production-index byte */
 };
 
+/* Options of the memo calls. */
+enum ZbMemoOption {
+    ZB_MemoNew = 0,          /* ZBDTRPUT, ZBDWRPUT: write a new memo */
+    ZB_MemoReplace = 0x0100, /* ZBDTRPUT, ZBDWRPUT: replace the memo at the block given */
+    ZB_MemoUnwrap = 0x0100   /* ZBDTRGET, ZBDTRGETH: take the soft returns out */
+};
+
 enum ZbDialect {
     ZB_DialectClassic = 1,
     ZB_DialectDb4 = 2,
@@ -793,28 +800,147 @@ ZB_API int32_t ZB_CALL ZBCTIGET(int16_t* hours, int16_t* minutes, int16_t* secon
 /* The local time as text: ZBCTIGET, then ZBCTI2S. */
 ZB_API int32_t ZB_CALL ZBCTSGET(char* text, int16_t style);
 
-/* ---- DBT memo files ---- */
+/* ---- DBT memo files ----
+ *
+ * A memo field of a data record holds the number of the memo's first block; the
+ * host moves it between the two. Two layouts share these calls: the dialect 2
+ * has counted memos and a chain of free blocks, the dialects 1, 3, 5, 6, 7 and
+ * 66 have memos that end with the byte 0x1A, which no text may contain.
+ *
+ * A memo file takes no locks of its own: a host that shares one writes only
+ * while it holds a lock on the data file. docs/memo.md tells which sequences of
+ * writes keep every memo whole; some do not.
+ *
+ * A handle that isn't one of an open .DBT file gives ZB_ErrBadHandle.
+ */
 
+/* ZBDTCREATEX with multiplier 1 and dialect 1. */
 ZB_API int32_t ZB_CALL ZBDTCREATE(const char* path);
+
+/* Creates a memo file, or empties the one that is there, and leaves it closed.
+ * `multiplier`, 1 to 32, gives blocks of 512 times that many bytes in dialect 2;
+ * it must be in range in the others too (ZB_ErrBlockSize). A dialect without a
+ * layout gives ZB_ErrFileType and leaves an empty file. ZB_ErrBadName for an
+ * empty name, ZB_ErrOpen for one that can't be created, ZB_ErrWrite. */
 ZB_API int32_t ZB_CALL ZBDTCREATEX(const char* path, int16_t multiplier, int16_t dialect);
+
+/* Opens a memo file. The low byte of `mode` is the dialect, with 0 for 1; of the
+ * bits above, ZB_ReadOnly, ZB_Shared and ZB_OpenShared count. A file that can't be
+ * had as asked is opened for reading and shared, which ZBDTINFO tells.
+ * ZB_ErrOpen; ZB_ErrBadName for a name that is empty or longer than 260 bytes;
+ * ZB_ErrFileType for a dialect without a layout; ZB_ErrMemoShort for a file
+ * below 24 bytes; in dialect 2 ZB_ErrBlockSize for a block size outside 512 to
+ * 16384, ZB_ErrBadSignature for wrong marks. These failures and ZB_ErrNoSlot
+ * store -1 in `memo`; a pending code and null pointers leave it alone. */
 ZB_API int32_t ZB_CALL ZBDTOPENX(int16_t* memo, const char* path, uint16_t mode);
+
+/* Closes the file and gives the handle up, also when the platform fails at it
+ * (ZB_ErrBadHandle). */
 ZB_API int32_t ZB_CALL ZBDTCLOSE(int16_t memo);
+
+/* Reads the number of the next block and the file's size again, as every read
+ * and write does by itself. */
 ZB_API int32_t ZB_CALL ZBDTHGET(int16_t memo);
+
+/* Reads the memo that begins at `block`. `text` receives the address of a
+ * zero-terminated copy, which the caller frees with ZBMFREE, or null on every
+ * failure. `option` is 0 for the text as it is stored, or ZB_MemoUnwrap to take
+ * out each byte 0x8D with the one behind it; any other gives ZB_ErrBadOption.
+ * ZB_ErrSeek for a block below 1, or far outside the file; ZB_ErrRead where the
+ * memo can't be read, or is counted and longer than 32,767 bytes;
+ * ZB_ErrStructure where its end mark is missing or its length is negative;
+ * ZB_ErrFieldWidth where no end mark stands within 65,536 bytes. */
 ZB_API int32_t ZB_CALL ZBDTRGET(int16_t memo, int32_t block, void** text, int16_t option);
+
+/* The same with the handle of the copy's memory block, which the caller frees
+ * with _ZBMFREE; -1 on every failure. */
 ZB_API int32_t ZB_CALL ZBDTRGETH(int16_t memo, int32_t block, ZbBlock* text, int16_t option);
+
+/* Writes a memo. The high byte of `options` says how:
+ *   ZB_MemoNew      a new memo; its number is stored in `block`;
+ *   ZB_MemoReplace  in place of the memo at `*block`, which isn't checked. A text
+ *                   that doesn't fit becomes a new memo and changes `*block`.
+ * Others have no use: dialect 2 refuses them with ZB_ErrBadOption, the other
+ * dialects write at the next block without taking it. The low byte is the width
+ * at which lines are broken with the soft return 0x8D 0x0A: 0 for none, or 10 to
+ * 132, else ZB_ErrMemoWidth. Dialects 2 and 6 check it and store the text as it
+ * is. Lines are broken behind blanks, in a word only where it is longer than the
+ * width; a carriage return and the byte behind it end a line by themselves.
+ *
+ * A text goes to a replaced memo's place
+ *   - in dialect 2 when it fits what the old length makes of the memo's room,
+ *     which can come out too high or too low;
+ *   - else when it has at most 510 bytes or takes no more blocks than the old
+ *     one did, and always when it is wrapped, whatever stands behind the memo.
+ * What is left behind after a move is free in dialect 2 and dead elsewhere.
+ *
+ * ZB_ErrReadOnly; ZB_ErrRead for a place that can't be read; ZB_ErrWrite, also
+ * for a text of 32,768 bytes or more that isn't wrapped; ZB_ErrSeek;
+ * ZB_ErrStructure where the chain of free blocks runs in a circle. After a
+ * failed write the file's next block is as it was; a new memo's `*block` may
+ * then hold what is no block. */
 ZB_API int32_t ZB_CALL ZBDTRPUT(int16_t memo, int32_t* block, const char* text, uint16_t options);
+
+/* Tells how the file was opened. */
 ZB_API int32_t ZB_CALL ZBDTINFO(int16_t memo, ZbDbtInfo* info);
+
+/* Rewrites the memo file without dead space: the memos that the live records of
+ * `data` name are copied to a new file, their new block numbers are put into
+ * the records, and the new file takes the old one's name. The old one stays
+ * with the extension .BKT. The file is open shared afterwards, and `*memo` may
+ * have changed. Pointers in deleted records are left as they are and mean
+ * nothing any more.
+ *
+ * The whole data file is locked meanwhile, without looking at whether that was
+ * granted. ZB_ErrReadOnly; ZB_ErrBadName where a name is too long or the backup
+ * would be the file itself, and nothing is touched then. A failure later than
+ * that cleans nothing up. While the records are copied it leaves the data file
+ * locked, the work file (a number and .DBT in the same directory) open under a
+ * handle that is lost, and in the records done so far numbers of the work file:
+ * the host goes back to a copy of the data file. At the renames it leaves the
+ * names as they are at that moment and the memo file closed. */
 ZB_API int32_t ZB_CALL ZBDTPACK(int16_t data, int16_t* memo);
 
-/* ---- FPT memo files ---- */
+/* ---- FPT memo files ----
+ *
+ * The memos of dialects 4 and 8. What is said above about locks and handles
+ * holds here. There are no free blocks, no wrapping and no read options.
+ */
 
+/* Creates a memo file, or empties the one that is there, and leaves it closed.
+ * `size` 1 to 32 gives blocks of that many times 512 bytes, 33 to 511 blocks of
+ * that many bytes; any other gives ZB_ErrBlockSize. Otherwise as ZBDTCREATEX. */
 ZB_API int32_t ZB_CALL ZBDWCREATE(const char* path, int16_t size);
+
+/* Opens a memo file, as ZBDTOPENX does. The low byte of `mode` is 0 or 4, else
+ * ZB_ErrFileType. ZB_ErrMemoShort for a file below 512 bytes, ZB_ErrBlockSize for
+ * a block size outside 33 to 16384. */
 ZB_API int32_t ZB_CALL ZBDWOPENX(int16_t* memo, const char* path, uint16_t mode);
+
+/* As ZBDTCLOSE. */
 ZB_API int32_t ZB_CALL ZBDWCLOSE(int16_t memo);
+
+/* Reads the number of the next block again, as every read and write does by itself. */
 ZB_API int32_t ZB_CALL ZBDWHGET(int16_t memo);
+
+/* Reads the memo that begins at `block`, as ZBDTRGET does with option 0.
+ * ZB_ErrSeek for a block below 1 or not below the next new one; ZB_ErrRead where
+ * the memo can't be read or is longer than 32,767 bytes; ZB_ErrStructure for a
+ * negative length. */
 ZB_API int32_t ZB_CALL ZBDWRGET(int16_t memo, int32_t block, void** text);
+
+/* Writes a memo: ZB_MemoNew stores its number in `block`, ZB_MemoReplace writes
+ * over the memo at `*block`, which isn't checked, or, when the text doesn't fit,
+ * as a new one. Any other option gives ZB_ErrBadOption. The file is cut or
+ * extended to end where a new memo begins. ZB_ErrReadOnly, ZB_ErrRead,
+ * ZB_ErrWrite (also for a text of 32,768 bytes or more), ZB_ErrSeek; the next
+ * block in the file is then as it was, its size may not be. */
 ZB_API int32_t ZB_CALL ZBDWRPUT(int16_t memo, int32_t* block, const char* text, int16_t option);
+
+/* Tells how the file was opened. */
 ZB_API int32_t ZB_CALL ZBDWINFO(int16_t memo, ZbFptInfo* info);
+
+/* As ZBDTPACK, with a work file .FPT. */
 ZB_API int32_t ZB_CALL ZBDWPACK(int16_t data, int16_t* memo);
 
 /* ---- expressions ----

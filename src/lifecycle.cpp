@@ -6,6 +6,7 @@
 #include "expr/expr.h"
 #include "file/operations.h"
 #include "index/ndx/ndx.h"
+#include "memo/memo.h"
 
 using namespace zb;
 
@@ -18,9 +19,11 @@ struct Family {
 
 // By slot type.
 constexpr Family families[] = {
-    {nullptr, nullptr},
-    {ZBDDCLOSE, DataQuickClose},
-    {ZBDNCLOSE, NdxQuickClose},
+    {nullptr, nullptr},           // free
+    {ZBDDCLOSE, DataQuickClose},  // data
+    {ZBDNCLOSE, NdxQuickClose},   // NDX
+    {ZBDTCLOSE, DbtQuickClose},   // DBT
+    {ZBDWCLOSE, FptQuickClose},   // FPT
 };
 
 const Family* FamilyOf(unsigned slotType) {

@@ -51,6 +51,12 @@ struct Block {
         data = static_cast<T*>(BlockPeek(memory));
         return 0;
     }
+    // On failure the block is as it was.
+    Code Resize(size_t count) {
+        if (Code code = BlockRealloc(memory, count * sizeof(T)); code < 0) return code;
+        data = static_cast<T*>(BlockPeek(memory));
+        return 0;
+    }
     // Finds the address anew, as each bind does: the host may have freed or
     // resized a block whose handle it was given.
     Code Lock() {
