@@ -6,6 +6,7 @@
 #include "expr/expr.h"
 #include "file/operations.h"
 #include "index/ndx/ndx.h"
+#include "index/ntx/ntx.h"
 #include "memo/memo.h"
 
 using namespace zb;
@@ -24,6 +25,9 @@ constexpr Family families[] = {
     {ZBDNCLOSE, NdxQuickClose},   // NDX
     {ZBDTCLOSE, DbtQuickClose},   // DBT
     {ZBDWCLOSE, FptQuickClose},   // FPT
+    {nullptr, nullptr},           // MDX
+    {nullptr, nullptr},           // IDX
+    {ZBDCCLOSE, NtxQuickClose},   // NTX
 };
 
 const Family* FamilyOf(unsigned slotType) {
