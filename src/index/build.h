@@ -209,7 +209,13 @@ template <class F>
 Code BuildIndex(F& family, int16_t data) {
     DataFile* file = Dslock(data);
     if (!file) return Pass(F::Unit);
-    if (family.Create() < 0) return Pass(F::Unit);
+    if (family.Create() < 0) {
+        Pass(F::Unit);
+        // Of all that can fail there only a write comes after the file is there.
+        if (CurrentCode() == ErrWrite && !F::KeepsIndexOnFailure)
+            build::Keeping([&] { Herase(family.name); });
+        return CurrentCode();
+    }
     if (file->recordCount() <= 0) return SetCode(0);
 
     uint16_t conflict = 0;

@@ -47,6 +47,7 @@ struct NotAnIndex : std::runtime_error {
 // Each walks the whole tree from the root and then looks at what it didn't
 // reach. `order` compares character keys; by bytes where it is empty.
 Survey SurveyNdx(const std::string& file, const EntrySink& sink = {}, const KeyOrder& order = {});
+Survey SurveyNtx(const std::string& file, const EntrySink& sink = {});
 
 // Numbers in a file's bytes; zero beyond their end.
 uint16_t Le16(std::string_view bytes, size_t at);
