@@ -132,9 +132,9 @@ TEST_P(NtxRandom, TreeKeepsWhatTheModelKeeps) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Shapes, NtxRandom,
-                         testing::Values(Shape{100, 120, 3, 1500, 1}, Shape{60, 700, 2, 4000, 7},
-                                         Shape{24, 3000, 2, 6000, 25}, Shape{30, 40, 500, 6000, 25},
-                                         Shape{1, 90, 40, 5000, 20}));
+                         testing::Values(Shape{100, 120, 3, 1000, 1}, Shape{60, 700, 2, 2500, 10},
+                                         Shape{24, 3000, 2, 5000, 50}, Shape{30, 40, 500, 5000, 50},
+                                         Shape{1, 90, 40, 4000, 40}));
 
 // Four levels of 100-byte keys, grown in order, and shrunk from both ends and
 // from the middle.
@@ -142,8 +142,8 @@ TEST_F(NtxTrees, TreesOfFourLevelsGrowAndShrink) {
     for (int way = 0; way < 3; way++) {
         index.Make('C', 100);
         deepest = 0;
-        for (uint32_t i = 0; i < 500; i++) {
-            uint32_t number = 1000 + (way == 1 ? 499 - i : i);
+        for (uint32_t i = 0; i < 350; i++) {
+            uint32_t number = 1000 + (way == 1 ? 349 - i : i);
             Entry entry{Wide(number), number};
             ASSERT_EQ(index.Add(entry.first, number), 0);
             model.Add(entry);
@@ -156,7 +156,7 @@ TEST_F(NtxTrees, TreesOfFourLevelsGrowAndShrink) {
             Entry entry = model.entries[way == 0 ? 0 : way == 1 ? last : last / 2];
             ASSERT_EQ(index.Delete(entry.first, entry.second), 0);
             model.Delete(entry);
-            if (step % 10 == 0) CheckFile();
+            if (step % 15 == 0) CheckFile();
             if (HasFatalFailure()) FAIL() << "way " << way << ", step " << step;
         }
         ASSERT_EQ(index.Close(), 0);
@@ -166,7 +166,7 @@ TEST_F(NtxTrees, TreesOfFourLevelsGrowAndShrink) {
 // Each built tree holds every record once, in order; only the last page of a
 // level may be short.
 TEST_F(NtxTrees, BuiltTreesAreSound) {
-    for (int count : {1, 8, 9, 10, 17, 18, 80, 81, 82, 90, 728, 729, 730, 2000}) {
+    for (int count : {1, 8, 9, 10, 17, 18, 80, 81, 82, 90, 728, 729, 730, 1200}) {
         std::vector<Bytes> records;
         model.entries.clear();
         for (int i = 0; i < count; i++) {
@@ -193,7 +193,7 @@ TEST_F(NtxTrees, BuiltTreesAreSound) {
             Entry entry{Wide(1000 + i * 17 % 1000), 100000 + i};
             ASSERT_EQ(index.Add(entry.first, entry.second), 0) << count;
             model.Add(entry);
-            CheckFile(false);
+            if (i % 20 == 0) CheckFile(false);
             if (HasFatalFailure()) FAIL() << count;
         }
         ASSERT_EQ(index.Close(), 0);
