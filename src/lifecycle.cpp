@@ -43,7 +43,7 @@ constexpr int MapCapacity = 100;
 constexpr char ProfileSection[] = "sort";
 
 uint16_t ConfiguredStyle() {
-    char keyword[10];
+    char keyword[sizeof "EURODATEL" + 1];  // a longer word is cut, and still longer than every keyword
     platform->ProfileText(ProfileSection, "datesort", keyword, sizeof keyword);
     return StyleOfKeyword(keyword);
 }

@@ -79,6 +79,26 @@ TEST_F(DataRecord, GetOfADeletedRecordReturns1AndHasTheRecord) {
     EXPECT_EQ(Current(), 2u);
 }
 
+TEST_F(DataRecord, GetOfALiveRecordAfterADeletedOneReturns0) {
+    ASSERT_EQ(Open(People({Anna, Bert})), 0);
+    EXPECT_EQ(Get(2), 1);
+    EXPECT_EQ(Get(1), 0);
+    EXPECT_EQ(ZBECODE(), 0);
+}
+
+TEST_F(DataRecord, AfterAnyFailureGetReturnsItsCodeAndReadsNothingUntilItIsCleared) {
+    ASSERT_EQ(Open(People({Anna, Bert, Cleo})), 0);
+    ASSERT_EQ(Get(1), 0);
+    uint16_t other;
+    ASSERT_EQ(ZBDDOPENX(&other, "none.dbf", 0), -46);
+    for (int i = 0; i < 3; i++) EXPECT_EQ(Get(3), -46);
+    EXPECT_EQ(ZBESCODE(0), 0);
+    EXPECT_EQ(Buffer(), Anna);
+    EXPECT_EQ(Current(), 1u);
+    EXPECT_EQ(Get(3), 0);
+    EXPECT_EQ(Buffer(), Cleo);
+}
+
 TEST_F(DataRecord, GetOutsideTheRecordCountIsRefused) {
     ASSERT_EQ(Open(People({Anna, Bert, Cleo})), 0);
     ASSERT_EQ(Get(1), 0);
@@ -611,6 +631,21 @@ TEST_F(DataRecord, ABufferThatTheHostFreedFailsTheBind) {
     StartLog();
     EXPECT_EQ(Get(1), -58);
     EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Mglock", -58}, {"Dslock", -58}, {"Drget", -58}}));
+}
+
+TEST_F(DataRecord, ABufferThatTheHostMadeTooSmallFailsTheBind) {
+    ASSERT_EQ(Open(Dbf(3, 4001, {DbfField("T", 'C', 4000 & 255, 4000 >> 8)}, {' ' + Fill(4000, 'x')})), 0);
+    ZbDataRecordInfo info;
+    ASSERT_EQ(ZBDDRINFOH(Data(), &info), 0);
+    auto block = static_cast<ZbBlock>(info.buffer);
+    ASSERT_EQ(_ZBMRALLOC(&block, 4000), 0);
+    StartLog();
+    EXPECT_EQ(Get(1), -58);
+    EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Mglock", -58}, {"Dslock", -58}, {"Drget", -58}}));
+    ZBESCODE(0);
+    ASSERT_EQ(_ZBMRALLOC(&block, 4001), 0);
+    EXPECT_EQ(Get(1), 0);
+    EXPECT_EQ(Buffer(), ' ' + Fill(4000, 'x'));
 }
 
 TEST_F(DataRecord, FlushReturns8ForAnyHandleAndOverAFailure) {
