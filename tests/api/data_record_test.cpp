@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 
 #include "support/dbf.h"
@@ -251,6 +252,30 @@ TEST_F(DataRecord, AFailedReadStillFillsTheFlagOfTheImage) {
     EXPECT_EQ(image.substr(14, 26), Fill(26, 'q'));  // the date at the latest stops it
     ZBESCODE(0);
     EXPECT_EQ(Current(), 0u);
+}
+
+// The image has as much room for them as their widths say, and not a byte more.
+TEST_F(DataRecord, DatesAndLogicalsOfTooLittleWidthKeepWithinTheImage) {
+    for (int style : {1, 2, 5}) {
+        for (int width : {0, 1, 3, 7}) {
+            auto blanks = static_cast<size_t>(width);
+            ASSERT_EQ(
+                Open(Dbf(3, 2 + width,
+                         {DbfField("TEXT", 'C', 1), DbfField("DAY", 'D', width), DbfField("SURE", 'L', 0)},
+                         {"*x" + Fill(blanks, ' ')})),
+                0);
+            ASSERT_EQ(ZBCDSTYLE(static_cast<uint16_t>(style)), 0);
+            Bytes expected = Bytes("*x\0", 3) + Fill(std::min<size_t>(blanks, style == 5 ? 6 : 8), ' ');
+            expected.resize(3 + blanks + 1);
+            std::vector<char> image(expected.size());
+            image.shrink_to_fit();
+            EXPECT_EQ(ZBDDRGETX(Data(), image.data(), 1), 1);
+            EXPECT_EQ(Bytes(image.data(), image.size()), expected) << style << " " << width;
+            EXPECT_EQ(ZBDDRPUTX(Data(), image.data(), &number, 0), 0);
+            EXPECT_EQ(Buffer(), " x" + Fill(blanks, ' '));
+            EXPECT_EQ(Close(), 0);
+        }
+    }
 }
 
 TEST_F(DataRecord, AnImageIsAppended) {
