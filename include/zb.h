@@ -1102,6 +1102,12 @@ ZB_API int32_t ZB_CALL ZBDCKDATE(void* key, const char* text, int16_t style);
 
 /* ---- IDX indexes ---- */
 
+/* What is added to the letter of the key type in the type word. */
+enum ZbIdxType {
+    ZB_IdxUnique = 0x0080,
+    ZB_IdxCompact = 0x0400,
+};
+
 ZB_API int32_t ZB_CALL ZBDICREATE(const char* name, uint16_t typeWord, char* expression, int16_t keyLength);
 ZB_API int32_t ZB_CALL ZBDIOPENX(uint16_t* index, const char* name, uint16_t mode);
 ZB_API int32_t ZB_CALL ZBDICLOSE(int16_t index);
