@@ -65,8 +65,8 @@ std::vector<IdxEntry> IdxImage::Entries(uint32_t leaf) const {
 
 std::vector<uint32_t> IdxImage::FreeChain() const {
     std::vector<uint32_t> chain;
-    for (uint32_t page = freeHead(); page != 0 && page != 0xFFFFFFFF && page % 512 == 0 && page < bytes.size() &&
-                                     chain.size() < bytes.size() / 512;
+    for (uint32_t page = freeHead(); page != 0 && page != 0xFFFFFFFF && page % 512 == 0 &&
+                                     page < bytes.size() && chain.size() < bytes.size() / 512;
          page = Le32(page))
         chain.push_back(page);
     return chain;

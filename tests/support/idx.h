@@ -38,8 +38,12 @@ class IdxImage {
     int count(uint32_t page) const { return static_cast<uint8_t>(bytes[page + 2]); }
     uint32_t left(uint32_t page) const { return Le32(page + 4); }
     uint32_t right(uint32_t page) const { return Le32(page + 8); }
-    Bytes key(uint32_t page, int i) const { return bytes.substr(At(page, i), static_cast<size_t>(keyLength())); }
-    uint32_t child(uint32_t page, int i) const { return Be32(At(page, i) + static_cast<size_t>(entrySize()) - 4); }
+    Bytes key(uint32_t page, int i) const {
+        return bytes.substr(At(page, i), static_cast<size_t>(keyLength()));
+    }
+    uint32_t child(uint32_t page, int i) const {
+        return Be32(At(page, i) + static_cast<size_t>(entrySize()) - 4);
+    }
 
     // The entries of a leaf, of either form.
     std::vector<IdxEntry> Entries(uint32_t leaf) const;
