@@ -217,6 +217,7 @@ TEST_F(IdxBuild, StandardFilesOfManyLevelsHoldEveryKey) {
         ASSERT_EQ(0, Build('C', 100));
         IdxImage image("a.idx");
         EXPECT_EQ(Sorted(names), image.Walk());
+        EXPECT_EQ("", image.fault);
         Open();
         uint32_t record = 0;
         char key[128];
@@ -302,12 +303,13 @@ TEST_F(IdxBuild, ABuiltStandardFileGoesOnWithAddsAndDeletes) {
         if (i % 20) continue;
         IdxImage image("a.idx");
         ASSERT_EQ(model, image.Walk());
+        ASSERT_EQ("", image.fault) << i;
     }
 }
 
 TEST_F(IdxBuild, CompactFilesDecodeToWhatWentIn) {
     for (int keyLength : {1, 2, 3, 8, 10, 31, 32, 100})
-        for (size_t count : {1, 50, 200, 3000}) {
+        for (size_t count : {1, 50, 200, 1200}) {
             SCOPED_TRACE(std::to_string(keyLength) + " " + std::to_string(count));
             std::mt19937 random(static_cast<unsigned>(keyLength));
             std::vector<Bytes> names;
@@ -321,14 +323,14 @@ TEST_F(IdxBuild, CompactFilesDecodeToWhatWentIn) {
             IdxImage image("a.idx");
             EXPECT_EQ(Sorted(names), image.Walk(IdxImage::Separators));
             EXPECT_EQ("", image.fault);
-            // Free space, packed entries and stored bytes fill each leaf.
+            // Each key stores no more than what its neighbour lacks.
             uint32_t page = image.root();
             while (!image.leaf(page)) page = image.child(page, 0);
+            auto length = static_cast<size_t>(keyLength);
             for (; page != 0xFFFFFFFF; page = image.right(page)) {
                 size_t stored = 0;
-                Bytes before(static_cast<size_t>(keyLength), ' ');
+                Bytes before(length, ' ');
                 for (auto& entry : image.Entries(page)) {
-                    auto length = static_cast<size_t>(keyLength);
                     size_t dup = 0, trail = 0;
                     while (dup < length && entry.key[dup] == before[dup]) dup++;
                     while (dup < length && entry.key[length - 1 - trail] == before[length - 1 - trail])
@@ -336,8 +338,8 @@ TEST_F(IdxBuild, CompactFilesDecodeToWhatWentIn) {
                     stored += length - dup - trail;
                     before = entry.key;
                 }
-                EXPECT_EQ(488u, image.Le16(page + 12) + stored +
-                                    static_cast<size_t>(image.count(page) * image.bytes[page + 23]));
+                auto entries = static_cast<size_t>(image.count(page) * image.bytes[page + 23]);
+                EXPECT_EQ(488u, image.Le16(page + 12) + stored + entries);
             }
         }
 }

@@ -154,6 +154,45 @@ TEST_F(IdxUnit, EveryFailureBeneathAChangeComesBack) {
     }
 }
 
+TEST_F(IdxUnit, TheReaderOfPagesTellsDamage) {
+    Create(100, 9);
+    EXPECT_EQ(0u, pages::SurveyIdx("a.idx").faults.size());
+    EXPECT_EQ("NAME", pages::SurveyIdx("a.idx").expression);
+    Bytes good = ReadFile("a.idx");
+    uint32_t root = IdxImage("a.idx").root();
+    const struct {
+        size_t at;
+        const char* bytes;
+    } cases[] = {{0, "00"},
+                 {4, "00 02 00 00"},
+                 {4, "01 00 00 00"},
+                 {8, "00"},
+                 {root, "00"},
+                 {root + 2, "00"},
+                 {root + 2, "05"},
+                 {root + 112, "00"},
+                 {512 + 12, "FF"},
+                 {512, "03"},
+                 {root + 12, "00"},
+                 {512 + 2, "00"},
+                 {root + 112 + 104, "00 00 02 00"}};
+    for (auto& c : cases) {
+        PatchFile("a.idx", c.at, Hex(c.bytes));
+        if (ReadFile("a.idx") != good) EXPECT_NE(0u, pages::SurveyIdx("a.idx").faults.size()) << c.at;
+        WriteFile("a.idx", good);
+    }
+    PatchFile("a.idx", 12, Hex("00"));
+    EXPECT_THROW(pages::SurveyIdx("a.idx"), pages::NotAnIndex);
+    Create(10, 6, 'C' | ZB_IdxCompact);
+    EXPECT_EQ(0u, pages::SurveyIdx("a.idx").faults.size());
+    good = ReadFile("a.idx");
+    for (size_t at : {1024u + 2, 1024u + 12, 1024u + 20, 1024u + 23, 1024u + 26}) {
+        PatchFile("a.idx", at, Hex("FF"));
+        EXPECT_NE(0u, pages::SurveyIdx("a.idx").faults.size()) << at;
+        WriteFile("a.idx", good);
+    }
+}
+
 class IdxBuildUnit : public LibraryTest {
   protected:
     void SetUp() override {

@@ -162,6 +162,7 @@ Code OpenIndex(IdxFile& index, int slot, const char* name, uint16_t mode) {
     mode = NormalMode(mode);
     index.handle = NoFile;
     if (Hopen(&index.handle, name, mode, &index.flags, slot) < 0) return Pass("Iopen");
+    PfHint(index.handle, ReadHint::Pages);
     switch (mode & 0xFF) {
         case 0:
         case 3:
