@@ -192,7 +192,7 @@ TEST_F(IdxDamage, RandomDamageIsSurvived) {
         Create(sort.keyLength, static_cast<uint16_t>(sort.type), 0);
         for (uint32_t i = 1; i <= sort.adds; i++) Add(i);
         Bytes good = ReadFile("a.idx");
-        for (int round = 0; round < 60; round++) {
+        for (int round = 0; round < 30; round++) {
             Bytes bad = good;
             for (unsigned n = 1 + random() % 6; n > 0; n--) {
                 static const int interesting[] = {0, 1, 2, 3, 4, 5, 0x7F, 0x80, 0xFF, 0x20, 24, 100};
@@ -239,7 +239,7 @@ TEST_F(IdxDamage, RandomHeadersAreSurvived) {
         ASSERT_EQ(0, ZBDICLOSE(index));
         index = -1;
         Bytes good = ReadFile("a.idx");
-        for (int round = 0; round < 400; round++) {
+        for (int round = 0; round < 200; round++) {
             Bytes bad = good;
             for (unsigned n = 1 + random() % 4; n > 0; n--) {
                 size_t at = random() % 2 ? random() % 18 : 500 + random() % 14;

@@ -163,14 +163,14 @@ TEST_F(IdxUnit, TheReaderOfPagesTellsDamage) {
     const struct {
         size_t at;
         const char* bytes;
-    } cases[] = {{0, "00"},
+    } cases[] = {{0, "01"},
                  {4, "00 02 00 00"},
                  {4, "01 00 00 00"},
-                 {8, "00"},
+                 {8, "01"},
                  {root, "00"},
                  {root + 2, "00"},
                  {root + 2, "05"},
-                 {root + 112, "00"},
+                 {root + 112, "01"},
                  {512 + 12, "FF"},
                  {512, "03"},
                  {root + 12, "00"},
@@ -178,7 +178,7 @@ TEST_F(IdxUnit, TheReaderOfPagesTellsDamage) {
                  {root + 112 + 104, "00 00 02 00"}};
     for (auto& c : cases) {
         PatchFile("a.idx", c.at, Hex(c.bytes));
-        if (ReadFile("a.idx") != good) EXPECT_NE(0u, pages::SurveyIdx("a.idx").faults.size()) << c.at;
+        EXPECT_NE(0u, pages::SurveyIdx("a.idx").faults.size()) << c.at;
         WriteFile("a.idx", good);
     }
     PatchFile("a.idx", 12, Hex("00"));
