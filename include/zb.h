@@ -1100,28 +1100,150 @@ ZB_API int32_t ZB_CALL ZBDCKMAKEH(int16_t data, int16_t index, ZbBlock* key);
 ZB_API int32_t ZB_CALL ZBDCKNUM(int16_t index, void* key, double value);
 ZB_API int32_t ZB_CALL ZBDCKDATE(void* key, const char* text, int16_t style);
 
-/* ---- IDX indexes ---- */
+/* ---- IDX indexes ----
+ *
+ * A standard file holds whole keys and can be searched, walked and changed. A
+ * compact file packs its leaves: this library builds them for other programs,
+ * gives their record numbers in order, each with a key of fill bytes, and can
+ * neither find their keys nor change them to any good. docs/idx.md tells the
+ * formats, what each kind of file is good for, and how a built standard file is
+ * made whole for programs that search it in other ways.
+ *
+ * Keys have the key length exactly: character keys as they stand (the caller
+ * pads them; whatever follows a zero byte is compared too), `L` keys T or F,
+ * numbers and dates 8 bytes as ZBDIKNUM and ZBDIKDATE make them. All compare as
+ * unsigned bytes. A buffer that receives a key holds one byte more, for the zero
+ * behind a key of type C; keys of other types get none. The type isn't in the
+ * file: ZBDIKTYPE tells it after each open.
+ *
+ * The position is a key and a record number, none at first, and is found again
+ * at each step, so a change by others doesn't lose it. Every call reads the
+ * header again and keeps no page; no call locks anything: a host that shares an
+ * index holds a lock on the data file around its changes.
+ *
+ * Every function with a handle returns ZB_ErrBadHandle for one that isn't an
+ * open IDX file, a failure that stands before it has looked at the handle, and
+ * ZB_ErrOpen after ZBDQCLOSE. Null pointers are looked at first of all. Calls
+ * that reach pages give ZB_ErrSeek for one outside the file or between pages,
+ * ZB_ErrStructure for one that can't be what it is taken for and for pages in a
+ * circle, ZB_ErrRead and ZB_ErrWrite. The position is left alone on failure.
+ */
 
+/* What is added to the letter of the key type in the type word. */
+enum ZbIdxType {
+    ZB_IdxUnique = 0x0080, /* chooses how equal keys are found; refuses none */
+    ZB_IdxCompact = 0x0400,
+};
+
+/* Creates an empty index, replacing a file of that name without a question; open
+ * it afterwards with ZBDIOPENX. The type is C, D, L or N in either case, else
+ * ZB_ErrKeyType. `keyLength` counts for C alone, 1 to 100, else
+ * ZB_ErrKeyLength; D and N have 8, L has 1. All blanks are taken out of the
+ * expression in the caller's buffer; more than 220 characters are left:
+ * ZB_ErrExpression. (One of exactly 220 makes a file that can't be opened.)
+ * ZB_ErrBadName, ZB_ErrOpen; ZB_ErrWrite leaves the file as far as it got. */
 ZB_API int32_t ZB_CALL ZBDICREATE(const char* name, uint16_t typeWord, char* expression, int16_t keyLength);
+
+/* Opens an index. The low byte of `mode` must be 0, 3, 4 or 8 and has no effect,
+ * else ZB_ErrFileType; ZB_ReadOnly, ZB_Shared and ZB_OpenShared count. A file that
+ * can't be had as asked is opened for reading and shared, which ZBDIINFO tells.
+ * ZB_ErrOpen, ZB_ErrBadName, ZB_ErrNoSlot, ZB_ErrMemory; ZB_ErrRead for a file
+ * shorter than its header; ZB_ErrKeyLength; ZB_ErrExpression for one of 220
+ * characters or more; ZB_ErrRootPage for a root outside the file. On failure
+ * the handle is 65535; a null argument or a failure that stood before leave it
+ * alone. */
 ZB_API int32_t ZB_CALL ZBDIOPENX(uint16_t* index, const char* name, uint16_t mode);
+
+/* Closes an index. After a failure it is still open. */
 ZB_API int32_t ZB_CALL ZBDICLOSE(int16_t index);
+
+/* Tells about an open index. */
 ZB_API int32_t ZB_CALL ZBDIINFO(int16_t index, ZbIdxInfo* info);
+
+/* Reads the header's changing fields again, as every key operation does. */
 ZB_API int32_t ZB_CALL ZBDIHGET(int16_t index);
+
+/* Copies the key expression with its terminator, 220 bytes at most. */
 ZB_API int32_t ZB_CALL ZBDIEXPR(int16_t index, char* text);
+
+/* Tells the type of the keys: C, D, L or N in either case. Of a compact file it
+ * sets what its keys read as, blanks for C and otherwise zeros, which they are
+ * before. ZB_ErrKeyType for any other, which ZBDIINFO shows all the same. */
 ZB_API int32_t ZB_CALL ZBDIKTYPE(int16_t index, int16_t keyType);
+
+/* Creates an index and fills it with the keys of all records of a data file,
+ * deleted ones too. The four arguments behind the data file are those of
+ * ZBDICREATE; the expression also becomes upper case. The data file is locked
+ * meanwhile (ZBDDLOCK, kind 2) if the lock can be had. Equal keys stand in order
+ * of their record numbers.
+ *
+ * Where the expression is the name of a field the key is made of it directly: of
+ * C fields the bytes, followed by what stands behind the field where the key is
+ * longer; of D fields the day count, for a blank date that of the year 0 without
+ * month and day; of N fields the number. Fields of other types give keys of zero
+ * bytes. Every other expression is evaluated as by ZBDIKMAKE.
+ *
+ * ZB_ErrOpen, ZB_ErrRead, ZB_ErrWrite and ZB_ErrSeek also come from the work file
+ * "stacks.tmp" in the current directory, where two builds at once disturb each
+ * other; ZB_ErrMemory; the codes of ZBDICREATE, ZBDIOPENX, ZBDDRGET, ZBDIKMAKE and
+ * ZBCDS2I. After a failure that came once the index was created no index is
+ * left; the work file is removed in any case. */
 ZB_API int32_t ZB_CALL ZBDIINDEX(int16_t data, const char* name, uint16_t typeWord, char* expression,
                                  int16_t keyLength);
+
+/* Adds a key for a record. Equal keys stand in order of arrival; in a unique index
+ * the new one goes before the others. Nothing is refused: look first where a key
+ * may be there already. ZB_ErrReadOnly. A failure may leave the change half
+ * written. In a compact file the key goes behind the last entry, and what follows
+ * is of no use but to the curious. */
 ZB_API int32_t ZB_CALL ZBDIKADD(int16_t index, const void* key, uint32_t recordNo);
+
+/* Deletes a key of a record; in a unique index the first equal one, whatever its
+ * record. ZB_KeyNear: it isn't there, nothing is changed. ZB_KeyEnd: it sorts
+ * before all keys, and the first key was deleted. ZB_KeyEmpty. ZB_ErrReadOnly. A
+ * failure may leave the change half written. In a compact file the leaf loses its
+ * last entry, whichever was meant. */
 ZB_API int32_t ZB_CALL ZBDIKDEL(int16_t index, const void* key, uint32_t recordNo);
+
+/* Finds a key, in mode 2 with the record number given too, and makes what it
+ * found the position. 0: key and record number are those found; or the key sorts
+ * before all, and they are those of the first. ZB_KeyNear: those of the last
+ * entry before it. ZB_KeyEmpty leaves both alone. */
 ZB_API int32_t ZB_CALL ZBDIKFIND(int16_t index, void* key, uint32_t* recordNo, int16_t mode);
+
+/* Go to the first or the last key. ZB_KeyEmpty leaves key and record number
+ * alone, and makes them the position. */
 ZB_API int32_t ZB_CALL ZBDIKTOP(int16_t index, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDIKBOT(int16_t index, void* key, uint32_t* recordNo);
+
+/* Go one key on or back from the position; without one to the first or the last
+ * key. ZB_KeyEnd: there is none, and the key is the last (the first) again.
+ * ZB_KeyNear: the position's key has gone, and the step was made from the entry
+ * before it; or it sorted before all others, and the key is the first. */
 ZB_API int32_t ZB_CALL ZBDIKNEXT(int16_t index, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDIKPREV(int16_t index, void* key, uint32_t* recordNo);
+
+/* Finds the position again and gives its key and record number. ZB_KeyNear: its
+ * key has gone, and the entry before it is the position now; or there was no
+ * position, and what the buffers hold becomes it. */
 ZB_API int32_t ZB_CALL ZBDIKCUR(int16_t index, void* key, uint32_t* recordNo);
+
+/* Makes the key of the data file's current record: evaluates the index's
+ * expression, and puts the value into the form of a key (a date by the date style
+ * in use). `key` receives its address, which the caller frees with ZBMFREE, or
+ * null on failure. A text is as long as the expression gives it.
+ * ZB_ErrExpression also for a value of type F. */
 ZB_API int32_t ZB_CALL ZBDIKMAKE(int16_t data, int16_t index, void** key);
+
+/* The same with the handle of the memory block, which the caller frees with
+ * _ZBMFREE; -1 on failure. */
 ZB_API int32_t ZB_CALL ZBDIKMAKEH(int16_t data, int16_t index, ZbBlock* key);
+
+/* Writes a number as the 8 bytes of a key. */
 ZB_API int32_t ZB_CALL ZBDIKNUM(void* key, double value);
+
+/* Writes a date, a text in a style from 1 to 15, as the 8 bytes of a key; a blank
+ * one as the number 0. ZB_ErrBadDate, ZB_ErrBadOption. */
 ZB_API int32_t ZB_CALL ZBDIKDATE(void* key, const char* text, int16_t style);
 
 /* ---- MDX files and tags ---- */

@@ -5,6 +5,7 @@
 #include "dates/dates.h"
 #include "expr/expr.h"
 #include "file/operations.h"
+#include "index/idx/idx.h"
 #include "index/ndx/ndx.h"
 #include "index/ntx/ntx.h"
 #include "memo/memo.h"
@@ -26,7 +27,7 @@ constexpr Family families[] = {
     {ZBDTCLOSE, DbtQuickClose},   // DBT
     {ZBDWCLOSE, FptQuickClose},   // FPT
     {nullptr, nullptr},           // MDX
-    {nullptr, nullptr},           // IDX
+    {ZBDICLOSE, IdxQuickClose},   // IDX
     {ZBDCCLOSE, NtxQuickClose},   // NTX
 };
 

@@ -16,6 +16,7 @@
 
 #include <bit>
 #include <cstring>
+#include <initializer_list>
 
 #include "core/library.h"
 
@@ -100,6 +101,9 @@ size_t SqueezeBlanks(char* expression);
 
 // Copies a text with its terminator, upper-cased; `to` has room.
 void CopyUpper(char* to, const char* from);
+
+// Writes 32-bit fields that follow one another in an index's header, committed.
+Code WriteHeaderFields(uint16_t file, int offset, std::initializer_list<uint32_t> values);
 
 // The three flag bits that the info records report of an open file.
 uint16_t AccessFlags(uint16_t before, uint16_t objectFlags);

@@ -49,6 +49,11 @@ struct NotAnIndex : std::runtime_error {
 Survey SurveyNdx(const std::string& file, const EntrySink& sink = {}, const KeyOrder& order = {});
 Survey SurveyNtx(const std::string& file, const EntrySink& sink = {});
 
+// IDX keys sort by bytes. `fill` stands before the first key of a packed leaf: a
+// blank where the keys are texts, otherwise a zero byte, which the file doesn't
+// tell.
+Survey SurveyIdx(const std::string& file, const EntrySink& sink = {}, char fill = ' ');
+
 // Numbers in a file's bytes; zero beyond their end.
 uint16_t Le16(std::string_view bytes, size_t at);
 uint32_t Le32(std::string_view bytes, size_t at);
