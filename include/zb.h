@@ -1076,28 +1076,148 @@ ZB_API int32_t ZB_CALL ZBDNKNUM(void* key, double value);
 ZB_API int32_t ZB_CALL ZBDNKDATE(void* key, const char* text, int16_t style);
 ZB_API int32_t ZB_CALL _ZBDNKCMP(const void* a, const void* b, int16_t type, int16_t length);
 
-/* ---- NTX indexes ---- */
+/* ---- NTX indexes ----
+ *
+ * One key a file, in pages of 1024 bytes, with the keys as text of the index's
+ * key length: characters filled with blanks, dates as yyyymmdd, numbers filled
+ * with zeros. Keys sort by their bytes. The file doesn't tell the key's type.
+ *
+ * Between calls an index is a position: a key and a record number, or none
+ * after the open. Every call sees the file as it is then and finds the position
+ * again from the root. An index takes no locks: a host that shares one changes it
+ * only while it holds a lock on the data file. Changes are written at once;
+ * after a failed add or delete what was written stays written. docs/ntx.md tells
+ * the format, and what an index made by ZBDCINDEX can be used for.
+ *
+ * Below `key` is the caller's buffer of key length + 1 bytes. A handle that isn't
+ * an open NTX file gives ZB_ErrBadHandle; a page outside the file ZB_ErrSeek, and
+ * one whose contents can't be right ZB_ErrStructure. A null pointer is looked at
+ * before the handle.
+ */
 
+/* Creates an empty index, or replaces the file that is there, and leaves it
+ * closed. Blanks are removed from `expression` in place; at most 255 characters
+ * may remain (ZB_ErrExpression). The low byte of `keyType` is a letter, in either
+ * case, plus 0x80 for a unique index:
+ *
+ *   'C'  keyLength 1 to 100, decimals ignored
+ *   'D'  both ignored: 8 and 0
+ *   'N'  keyLength 1 to 19, decimals 0 to keyLength - 2 and to 15, so that the
+ *        shortest is 2 with 0
+ *
+ * ZB_ErrKeyType, ZB_ErrKeyLength, ZB_ErrFieldDecimals; ZB_ErrBadName for an empty
+ * name; ZB_ErrOpen; ZB_ErrWrite, after which the file is left. */
 ZB_API int32_t ZB_CALL ZBDCCREATE(const char* name, int16_t keyType, char* expression, int16_t keyLength,
                                   int16_t decimals);
+
+/* Opens an index. The low byte of `mode` is 0, 5 or 6, else ZB_ErrFileType; of
+ * the bits above ZB_ReadOnly, ZB_Shared and ZB_OpenShared count. A file that
+ * can't be had as asked is opened for reading and shared, which ZBDCINFO tells.
+ *
+ * ZB_WarnFileSize: the file is open, but isn't whole pages; it can't grow.
+ * ZB_ErrOpen; ZB_ErrBadName for a name that is empty or longer than 260 bytes;
+ * ZB_ErrRead for a file below 280 bytes. A header that isn't one gives, in this
+ * order, ZB_ErrKeyLength, ZB_ErrKeySize, ZB_ErrRootPage, ZB_ErrKeysPerPage,
+ * ZB_ErrHalfPage, ZB_ErrExpression. These failures, ZB_ErrNoSlot and ZB_ErrMemory
+ * store 65535 in `index`; a pending failure and null pointers leave it alone. */
 ZB_API int32_t ZB_CALL ZBDCOPENX(uint16_t* index, const char* name, uint16_t mode);
+
+/* Closes an index. After a failure it is still open. */
 ZB_API int32_t ZB_CALL ZBDCCLOSE(int16_t index);
+
+/* Tells about an open index. */
 ZB_API int32_t ZB_CALL ZBDCINFO(int16_t index, ZbNtxInfo* info);
+
+/* Reads the root, the free chain and the file's length again, as every key
+ * operation does by itself. ZB_ErrRead, ZB_ErrSeek. */
 ZB_API int32_t ZB_CALL ZBDCHGET(int16_t index);
+
+/* Copies the key expression with its terminator; `text` holds 256 bytes. */
 ZB_API int32_t ZB_CALL ZBDCEXPR(int16_t index, char* text);
+
+/* Creates an index as ZBDCCREATE does, with its arguments and codes, and fills it
+ * from all records of a data file, deleted ones too; equal keys stand in the
+ * order of their records. The data file is locked meanwhile, if that can be had.
+ * `expression` is left in upper case if there are records. A work file
+ * "stacks.tmp" stands in the current directory while it runs, so no two builds
+ * may run in one directory.
+ *
+ * An expression that is just a field's name takes the key from the record as it
+ * stands: `keyLength` bytes from where a character or date field begins (bytes
+ * behind the field, if it is shorter); a number with zeros for its leading blanks
+ * if field and key agree in length and decimals, and else written anew. A
+ * negative number becomes its digits complemented as by ZBDCKNUM and filled with
+ * bytes 0x5C. Other field types give keys of zero bytes. Any other expression gives
+ * the keys of ZBDCKMAKE, filled with blanks.
+ *
+ * ZB_ErrExpression for a number that is longer than the key; ZB_ErrOpen if the
+ * work file can't be created; ZB_ErrMemory; ZB_ErrRead, ZB_ErrWrite, ZB_ErrSeek.
+ * After a failure neither the index nor the work file is left, except that
+ * arguments refused by ZBDCCREATE leave an old file as it was. */
 ZB_API int32_t ZB_CALL ZBDCINDEX(int16_t data, const char* name, int16_t keyType, char* expression,
                                  int16_t keyLength, int16_t decimals);
+
+/* Adds an entry. The key ends at its first zero byte or at the key length and is
+ * filled with blanks. Among equal keys it goes behind the others, in a unique
+ * index in front of them: nothing is refused. The position stays where it is.
+ * The entry must not be there yet: adding one again that stands in an interior
+ * page cuts off a part of the tree. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDCKADD(int16_t index, const void* key, uint32_t recordNo);
+
+/* Deletes an entry; the position stays where it is. In a unique index the record
+ * number isn't looked at, and the first key that begins with the one given goes.
+ * ZB_KeyNear if there is no such entry, ZB_KeyEmpty for an empty index: then
+ * nothing is written. ZB_KeyEnd for a key below all others: the first entry has
+ * been deleted. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDCKDEL(int16_t index, const void* key, uint32_t recordNo);
+
+/* Finds an entry and makes it the position. With `mode` 2 the whole key, filled
+ * with blanks, and the record number are looked for; with any other the first key
+ * that begins with the text given.
+ *
+ * 0: found, with the stored key, to which no terminator is added, and its record
+ * number. ZB_KeyNear: not found; the entry before its place. A key below all others
+ * gives 0 and the first entry. ZB_KeyEmpty leaves the buffers alone. */
 ZB_API int32_t ZB_CALL ZBDCKFIND(int16_t index, void* key, uint32_t* recordNo, int16_t mode);
+
+/* Go to the first and the last entry, and make it the position. The key comes with
+ * a terminator. ZB_KeyEmpty leaves the buffers alone. */
 ZB_API int32_t ZB_CALL ZBDCKTOP(int16_t index, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDCKBOT(int16_t index, void* key, uint32_t* recordNo);
+
+/* Go one entry on or back. Without a position they go to the first or last entry.
+ * ZB_KeyEnd at an end, with the entry there once more. ZB_KeyNear: the entry of the
+ * position had gone, and the step was made from the one before it; if it was the
+ * first, the new first entry is given. In an index that has been emptied
+ * ZB_KeyEnd, and the buffers are left alone. */
 ZB_API int32_t ZB_CALL ZBDCKNEXT(int16_t index, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDCKPREV(int16_t index, void* key, uint32_t* recordNo);
+
+/* Gives the entry of the position; if that has gone, ZB_KeyNear with the one before
+ * it, or the first. ZB_KeyNear also without a position: the buffers are left alone
+ * and become the position. ZB_KeyEmpty leaves them alone. */
 ZB_API int32_t ZB_CALL ZBDCKCUR(int16_t index, void* key, uint32_t* recordNo);
+
+/* Make the key of a data file's current record, in a memory block of the
+ * caller's: by address, to be freed with ZBMFREE, or by handle, to be freed with
+ * _ZBMFREE. Texts come as they are, neither cut nor filled; dates as yyyymmdd. A
+ * negative number keeps its minus sign, unlike one of ZBDCKNUM, and sorts
+ * accordingly. ZB_ErrExpression, also for a result of another type and for a
+ * number longer than the key; ZB_ErrBadDate, also for a blank date. On failure
+ * null or -1 is stored. */
 ZB_API int32_t ZB_CALL ZBDCKMAKE(int16_t data, int16_t index, void** key);
 ZB_API int32_t ZB_CALL ZBDCKMAKEH(int16_t data, int16_t index, ZbBlock* key);
+
+/* Writes a number as a key, with a terminator. A negative one loses its sign and
+ * gets its digits complemented, so that it sorts before the others; it is a byte
+ * shorter. ZB_ErrExpression if its text, the sign included, is longer than the
+ * key, and for an infinity or NaN: `key` is left alone then. `key` is looked at
+ * after the handle. */
 ZB_API int32_t ZB_CALL ZBDCKNUM(int16_t index, void* key, double value);
+
+/* Writes a date text of a style as a key of 8 characters with a terminator; `key`
+ * holds 10 bytes. A blank date gives 8 blanks, leaves byte 8 alone and puts the
+ * terminator at byte 9. Needs no index. ZB_ErrBadDate, ZB_ErrBadOption. */
 ZB_API int32_t ZB_CALL ZBDCKDATE(void* key, const char* text, int16_t style);
 
 /* ---- IDX indexes ----

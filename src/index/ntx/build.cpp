@@ -57,7 +57,7 @@ class NtxBuild {
         } else {
             char text[MaxKeyLength + 12];
             double value = ScanDouble(reinterpret_cast<const char*>(bytes), field.width);
-            if (NtxNumberText(text, value, keyLength(), index->decimals) < 0) return Pass(Unit);
+            if (!NtxNumberText(text, value, keyLength(), index->decimals)) return Fail(Unit, ErrExpression);
             memcpy(key, text, length);
         }
         ComplementNegative(key, length);

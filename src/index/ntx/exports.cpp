@@ -54,8 +54,9 @@ struct Ntx {
             default: return Fail("Ckmake", ErrExpression);
         }
         char text[MaxKeyLength + 12];
-        if (NtxNumberText(text, LoadLeDouble(evalState.ResultPtr), form.keyLength, form.decimals) < 0 ||
-            BlockRealloc(evalState.ResultBlock, static_cast<size_t>(form.keyLength) + 1) < 0)
+        if (!NtxNumberText(text, LoadLeDouble(evalState.ResultPtr), form.keyLength, form.decimals))
+            return Fail("Ckmake", ErrExpression);
+        if (BlockRealloc(evalState.ResultBlock, static_cast<size_t>(form.keyLength) + 1) < 0)
             return CurrentCode();
         evalState.ResultPtr = BlockPeek(evalState.ResultBlock);
         strcpy(static_cast<char*>(evalState.ResultPtr), text);
@@ -114,7 +115,7 @@ int32_t ZB_CALL ZBDCKNUM(int16_t handle, void* key, double value) {
     if (!index) return Pass("Cknum");
     if (!key) return Fail("Cknum", ErrNullPointer);
     char text[MaxKeyLength + 12];
-    if (NtxNumberText(text, value, index->keyLength(), index->decimals) < 0) return CurrentCode();
+    if (!NtxNumberText(text, value, index->keyLength(), index->decimals)) return Fail("Cknum", ErrExpression);
     const char* minus = strchr(text, '-');
     if (!minus) {
         strcpy(static_cast<char*>(key), text);

@@ -16,11 +16,9 @@ int NtxStoredKey(const NtxFile& index, const uint8_t* key, KeyBuffer& stored) {
     return static_cast<int>(text);
 }
 
-Code NtxNumberText(char (&text)[MaxKeyLength + 12], double value, int keyLength, int decimals) {
-    bool fits =
-        std::isfinite(value) && decimals <= MaxKeyLength &&
-        PrintDouble(text, sizeof text, value, keyLength, decimals, true) <= static_cast<size_t>(keyLength);
-    return fits ? CurrentCode() : Fail("Cknum", ErrExpression);
+bool NtxNumberText(char (&text)[MaxKeyLength + 12], double value, int keyLength, int decimals) {
+    return std::isfinite(value) && decimals <= MaxKeyLength &&
+           PrintDouble(text, sizeof text, value, keyLength, decimals, true) <= static_cast<size_t>(keyLength);
 }
 
 namespace {

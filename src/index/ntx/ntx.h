@@ -38,8 +38,8 @@ Code CkDescend(NtxFile& index, NtxPage& page, bool last);
 int NtxStoredKey(const NtxFile& index, const uint8_t* key, KeyBuffer& stored);
 
 // A number as the text of a key: filled with zeros in front, a minus sign first.
-// ErrExpression, logged, when that is longer than the key, or no number.
-Code NtxNumberText(char (&text)[MaxKeyLength + 12], double value, int keyLength, int decimals);
+// False when that is longer than the key, or no number.
+bool NtxNumberText(char (&text)[MaxKeyLength + 12], double value, int keyLength, int decimals);
 
 // Writes a number's text, behind its minus sign, so that larger ones sort lower.
 inline uint8_t NtxComplement(uint8_t c) { return c == '.' ? c : static_cast<uint8_t>(0x5C - c); }

@@ -6,9 +6,12 @@
 #include <functional>
 #include <numeric>
 
-#include "platform/posix_calls.h"
 #include "support/fake_platform.h"
 #include "support/ntx.h"
+
+#if !defined(_WIN32)
+#include "platform/posix_calls.h"
+#endif
 
 namespace test {
 namespace {
@@ -76,6 +79,7 @@ class NtxInside : public LibraryTest {
     }
 };
 
+#if !defined(_WIN32)
 int statCalls;
 int CountedStat(int fd, struct stat* status) {
     statCalls++;
@@ -97,6 +101,7 @@ TEST_F(NtxInside, SearchesAndStepsAskForNoLength) {
     zb::posixCalls = before;
     EXPECT_EQ(calls, 0);
 }
+#endif
 
 // A page is written once, committed with the header's 4 or 6 bytes.
 TEST_F(NtxInside, AddWritesThePageAndTheVersion) {
