@@ -5,6 +5,7 @@
 #include "dates/dates.h"
 #include "expr/expr.h"
 #include "file/operations.h"
+#include "index/mdx/mdx.h"
 #include "index/ndx/ndx.h"
 #include "index/ntx/ntx.h"
 #include "memo/memo.h"
@@ -25,7 +26,7 @@ constexpr Family families[] = {
     {ZBDNCLOSE, NdxQuickClose},   // NDX
     {ZBDTCLOSE, DbtQuickClose},   // DBT
     {ZBDWCLOSE, FptQuickClose},   // FPT
-    {nullptr, nullptr},           // MDX
+    {ZBDMCLOSE, MdxQuickClose},   // MDX
     {nullptr, nullptr},           // IDX
     {ZBDCCLOSE, NtxQuickClose},   // NTX
 };

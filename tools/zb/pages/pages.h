@@ -49,6 +49,32 @@ struct NotAnIndex : std::runtime_error {
 Survey SurveyNdx(const std::string& file, const EntrySink& sink = {}, const KeyOrder& order = {});
 Survey SurveyNtx(const std::string& file, const EntrySink& sink = {});
 
+// One tag of an MDX file.
+struct TagSurvey {
+    std::string name;
+    char type = 0;  // C, D or N
+    Survey tree;    // its freePages stay 0: the tags share one free list
+};
+
+// What a survey of an MDX file found: each tag, and what belongs to none.
+struct MdxSurvey {
+    int blockUnits = 0;
+    std::vector<TagSurvey> tags;
+    uint32_t freePages = 0;
+    std::vector<std::string> faults;
+    std::vector<std::string> notes;
+
+    // Those of the file and of all tags, with the tag's name in front.
+    std::vector<std::string> AllFaults() const;
+};
+
+// Receives the entries of each tag in index order, with the tag's place in the
+// list from 0 on. An entry is hidden when it lies above the separator over its
+// page, so that a search for it looks in the next page.
+using TagEntrySink = std::function<void(size_t tag, const Entry&, bool hidden)>;
+
+MdxSurvey SurveyMdx(const std::string& file, const TagEntrySink& sink = {}, const KeyOrder& order = {});
+
 // Numbers in a file's bytes; zero beyond their end.
 uint16_t Le16(std::string_view bytes, size_t at);
 uint32_t Le32(std::string_view bytes, size_t at);
