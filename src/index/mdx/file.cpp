@@ -4,6 +4,7 @@
 #include "core/ascii.h"
 #include "file/operations.h"
 #include "file/path.h"
+#include "index/mdx/kept.h"
 #include "index/mdx/mdx.h"
 
 namespace zb {
@@ -50,7 +51,13 @@ Code MdxWriteHeader(MdxFile& file, int offset, int length) {
     return Hwrite(file.handle, file.header + offset, static_cast<int16_t>(length), false);
 }
 
+// The free list and the end of the file, for a tag that changed them.
+static Code WriteFreeList(MdxTag& tag, int offset, int length) {
+    return tag.kept ? CurrentCode() : MdxWriteHeader(*tag.file, offset, length);
+}
+
 Code MdxWriteRoot(MdxTag& tag) {
+    if (tag.kept) return CurrentCode();
     uint8_t root[4];
     StoreLe32(root, tag.rootPage);
     if (Hseek(tag.file->handle, int64_t{tag.headerPage} * MdxUnit) < 0) return CurrentCode();
@@ -70,6 +77,7 @@ Code MpgetRaw(MdxTag& tag, uint32_t page, MdxPage* view) {
     if (!tag.file->inFile(page)) return Fail("Mpget", ErrSeek);
     view->number = page;
     view->entryLength = tag.entryLength;
+    if (tag.kept) return tag.kept->Get(page, &view->data);
     return tag.pool.Get("Mpget", tag.file->handle, page, &view->data);
 }
 
@@ -82,6 +90,10 @@ Code Mpget(MdxTag& tag, uint32_t page, MdxPage* view) {
 Code Mpput(MdxTag& tag, const MdxPage& page) {
     if (tag.file->readOnly()) return Fail("Mpput", ErrReadOnly);
     if (!tag.file->inFile(page.number)) return Fail("Mpput", ErrSeek);
+    if (tag.kept) {
+        tag.kept->Put(page.number);
+        return CurrentCode();
+    }
     return tag.pool.Put("Mpput", tag.file->handle, page.number);
 }
 
@@ -96,14 +108,14 @@ Code Mpnew(MdxTag& tag, MdxPage* view) {
     if (page == 0) {
         if (!MdxGrow(file, &page)) return Fail("Mpnew", ErrSeek);
         Hsize(file.handle, int64_t{file.nextPage()} * MdxUnit);
-        if (MdxWriteHeader(file, 32, 4) < 0) return Pass("Mpnew");
+        if (WriteFreeList(tag, 32, 4) < 0) return Pass("Mpnew");
     }
     if (MpgetRaw(tag, page, view) < 0) return Pass("Mpnew");
     if (file.freeHead() != 0) {
         file.setFreeHead(view->freeLink());
         file.setFreeCount(file.freeCount() - 1);
     }
-    if (MdxWriteHeader(file, 36, 8) < 0) return Pass("Mpnew");
+    if (WriteFreeList(tag, 36, 8) < 0) return Pass("Mpnew");
     tag.pool.TakeFront();
     memset(view->data, 0, MdxEntriesAt);
     return CurrentCode();
@@ -116,7 +128,7 @@ Code Mpfree(MdxTag& tag, uint32_t number) {
     page.setFreeLink(file.freeHead());
     file.setFreeHead(number);
     file.setFreeCount(file.freeCount() + 1);
-    if (Mpput(tag, page) < 0 || MdxWriteHeader(file, 36, 8) < 0) return Pass("Mpfree");
+    if (Mpput(tag, page) < 0 || WriteFreeList(tag, 36, 8) < 0) return Pass("Mpfree");
     return CurrentCode();
 }
 

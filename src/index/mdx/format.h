@@ -85,6 +85,7 @@ inline constexpr size_t MdxMaxExpression = 220;
 enum MdxTagFlags : uint8_t { MdxUnique = 0x40, MdxPlain = 0x10, MdxMarked = 0x08, MdxUnknownFlags = 0xA7 };
 
 struct MdxFile;
+class MdxKept;
 
 // One tag. While it isn't attached only the fields of its table row count.
 struct MdxTag {
@@ -97,6 +98,7 @@ struct MdxTag {
     bool attached;
     uint8_t tagFlags;
     MdxFile* file;  // as the last bind found it
+    MdxKept* kept;  // while the tag is being built: where its pages are
     uint32_t rootPage;
     int16_t keyBytes;
     int16_t maxKeys;
