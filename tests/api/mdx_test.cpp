@@ -1,27 +1,20 @@
 // MDX files and tags through the exported calls alone.
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 
 #include "support/dbf.h"
+#include "support/environment.h"
 
 namespace test {
 namespace {
 
-// A day on which a file can be made that opens again.
 class Mdx : public LibraryTest {
   protected:
     int16_t file = -1;
     int32_t tag = -1;
 
-    void SetUp() override {
-        setenv("ZB_TODAY", "1999-12-31", 1);
-        LibraryTest::SetUp();
-    }
-    void TearDown() override {
-        LibraryTest::TearDown();
-        unsetenv("ZB_TODAY");
-    }
+    // A day of the years that open again.
+    Environment today{"ZB_TODAY", "1999-12-31"};
 
     static int32_t Open(const char* name, int16_t* handle, uint16_t mode = 0) {
         *handle = 77;
@@ -192,13 +185,13 @@ TEST_F(Mdx, CreateAnswersMultipliersNullsAndPendingCodes) {
 // Open
 
 TEST_F(Mdx, FileOfTodayCantBeOpened) {
-    setenv("ZB_TODAY", "2020-01-01", 1);
+    today.Set("2020-01-01");
     ASSERT_EQ(ZBDMCREATE("x.mdx", 1), 0);
     EXPECT_EQ(ReadFile("x.mdx", 1, 3), Hex("78 01 01"));
     EXPECT_EQ(Open("x.mdx", &file), -20);
     EXPECT_EQ(file, -1);
     ZBESCODE(0);
-    setenv("ZB_TODAY", "2019-12-31", 1);
+    today.Set("2019-12-31");
     ASSERT_EQ(ZBDMCREATE("x.mdx", 1), 0);
     EXPECT_EQ(Open("x.mdx", &file), 0);
 }

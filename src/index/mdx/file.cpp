@@ -51,11 +51,6 @@ Code MdxWriteHeader(MdxFile& file, int offset, int length) {
     return Hwrite(file.handle, file.header + offset, static_cast<int16_t>(length), false);
 }
 
-// The free list and the end of the file, for a tag that changed them.
-static Code WriteFreeList(MdxTag& tag, int offset, int length) {
-    return tag.kept ? CurrentCode() : MdxWriteHeader(*tag.file, offset, length);
-}
-
 Code MdxWriteRoot(MdxTag& tag) {
     if (tag.kept) return CurrentCode();
     uint8_t root[4];
@@ -102,20 +97,30 @@ void Mpforget(MdxTag& tag) {
     tag.position.pathDepth = -1;
 }
 
+namespace {
+
+// The end of the file and the free list, changed for a tag. A build writes them
+// with its pages.
+Code WriteChanged(MdxTag& tag, int offset, int length) {
+    return tag.kept ? CurrentCode() : MdxWriteHeader(*tag.file, offset, length);
+}
+
+}  // namespace
+
 Code Mpnew(MdxTag& tag, MdxPage* view) {
     MdxFile& file = *tag.file;
     uint32_t page = file.freeHead();
     if (page == 0) {
         if (!MdxGrow(file, &page)) return Fail("Mpnew", ErrSeek);
         Hsize(file.handle, int64_t{file.nextPage()} * MdxUnit);
-        if (WriteFreeList(tag, 32, 4) < 0) return Pass("Mpnew");
+        if (WriteChanged(tag, 32, 4) < 0) return Pass("Mpnew");
     }
     if (MpgetRaw(tag, page, view) < 0) return Pass("Mpnew");
     if (file.freeHead() != 0) {
         file.setFreeHead(view->freeLink());
         file.setFreeCount(file.freeCount() - 1);
     }
-    if (WriteFreeList(tag, 36, 8) < 0) return Pass("Mpnew");
+    if (WriteChanged(tag, 36, 8) < 0) return Pass("Mpnew");
     tag.pool.TakeFront();
     memset(view->data, 0, MdxEntriesAt);
     return CurrentCode();
@@ -128,7 +133,7 @@ Code Mpfree(MdxTag& tag, uint32_t number) {
     page.setFreeLink(file.freeHead());
     file.setFreeHead(number);
     file.setFreeCount(file.freeCount() + 1);
-    if (Mpput(tag, page) < 0 || WriteFreeList(tag, 36, 8) < 0) return Pass("Mpfree");
+    if (Mpput(tag, page) < 0 || WriteChanged(tag, 36, 8) < 0) return Pass("Mpfree");
     return CurrentCode();
 }
 
@@ -157,6 +162,7 @@ Code OpenFile(MdxFile& file, int slot, const char* path, uint16_t mode) {
     mode = NormalMode(mode);
     file.handle = NoFile;
     if (Hopen(&file.handle, path, mode, &file.flags, slot) < 0) return Pass("Mopen");
+    PfHint(file.handle, ReadHint::Pages);
     if ((mode & 0xFF) != 0 && (mode & 0xFF) != 2) return Fail("Mopen", ErrFileType);
     if (Hread(file.handle, file.header, MdxHeaderSize) < 0) return Pass("Mopen");
     if (CheckHeader(file) < 0) return CurrentCode();

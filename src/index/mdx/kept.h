@@ -13,6 +13,7 @@ class MdxKept {
     // From here on, until End, the tag's pages and the header's free list live in
     // memory.
     void Begin(MdxTag& of);
+
     // A page that is kept, read at first.
     Code Get(uint32_t number, uint8_t** data);
 
@@ -28,7 +29,7 @@ class MdxKept {
     Code End();
 
   private:
-    static constexpr int64_t MostBytes = 64 << 20;
+    static constexpr int64_t MostBytes = 16 << 20;
     struct Page {
         uint8_t* data;
         bool dirty;

@@ -157,6 +157,7 @@ class TreeSurvey {
 
     void VisitLeaves(const std::vector<Stop>& level) {
         std::optional<Entry> last;
+        std::optional<std::string> hider;  // of the last entry
         for (const Stop& stop : level) {
             int count = Count(stop.page);
             if (Trailing(stop.page))
@@ -168,7 +169,10 @@ class TreeSurvey {
                 Entry entry{KeyAt(stop.page, i), Value(stop.page, i), stop.page};
                 if (last) {
                     int step = Compare(last->key, entry.key);
-                    if (step > 0)
+                    if (step > 0 && hider && Compare(entry.key, *hider) > 0)
+                        Note(Text("page %u: key %d went behind a key that a lower separator hides", stop.page,
+                                  i));
+                    else if (step > 0)
                         Fault(Text("page %u: key %d is out of order", stop.page, i));
                     else if (step == 0 && !survey.unique && last->record > entry.record)
                         Note(Text("page %u: key %d equals the one before it and has a lower record number",
@@ -177,7 +181,8 @@ class TreeSurvey {
                 highest = stop.bound ? Compare(entry.key, *stop.bound) : -1;
                 if (highest > 0) Note(Text("page %u: key %d is hidden by a lower separator", stop.page, i));
                 survey.keys++;
-                if (sink) sink(number, entry, highest > 0);
+                hider = highest > 0 ? stop.bound : std::nullopt;
+                if (sink) sink(number, entry, hider ? &*hider : nullptr);
                 last = std::move(entry);
             }
             if (stop.bound && highest < 0)

@@ -69,9 +69,9 @@ struct MdxSurvey {
 };
 
 // Receives the entries of each tag in index order, with the tag's place in the
-// list from 0 on. An entry is hidden when it lies above the separator over its
-// page, so that a search for it looks in the next page.
-using TagEntrySink = std::function<void(size_t tag, const Entry&, bool hidden)>;
+// list from 0 on. `hider` is null, or the separator over the entry's page when
+// that is lower than the entry: a search for it looks in the next page.
+using TagEntrySink = std::function<void(size_t tag, const Entry&, const std::string* hider)>;
 
 MdxSurvey SurveyMdx(const std::string& file, const TagEntrySink& sink = {}, const KeyOrder& order = {});
 
