@@ -1368,33 +1368,179 @@ ZB_API int32_t ZB_CALL ZBDIKDATE(void* key, const char* text, int16_t style);
 
 /* ---- MDX files and tags ---- */
 
+/* An MDX file holds up to 47 indexes, called tags, over one data file. A file
+ * handle is a small integer like any other; a tag is attached by ZBDMTUSE, which
+ * gives a tag handle: the tag's number in the high 16 bits, the file handle in
+ * the low 16, or -1 for none. Handles don't follow a tag whose number changes
+ * (see ZBDMTERASE).
+ *
+ * The calls on files and tags need a file handle (else ZB_ErrBadHandle), and
+ * those on tags an attached one: ZB_ErrTagHandle for a number outside 1 to 47,
+ * ZB_ErrLockBlock for a tag that isn't attached. Damage that a call meets is
+ * ZB_ErrSeek for a page outside the file and ZB_ErrStructure for whatever else
+ * can't be. Changes reach the file page by page as they happen; none is undone
+ * when a later one fails. Nothing here locks the MDX file: programs that share
+ * it agree by locks on the data file.
+ *
+ * ZBDQCLOSE doesn't give up MDX files; they go on working. */
+
+/* ZBDMCREATEX with the production flag set. */
 ZB_API int32_t ZB_CALL ZBDMCREATE(const char* path, int32_t multiplier);
+
+/* Creates a file without tags and leaves it closed. Its blocks are `multiplier`
+ * times 512 bytes, 1 to 32 (ZB_ErrBlockSize). Bit 0x200 of `option` sets the
+ * production flag. An existing file is emptied.
+ *
+ * The file's name without directory and extension goes into the header, upper
+ * case; more than 8 characters are refused with ZB_ErrBadName, after the file
+ * was made: it stays, empty, and stays open until the process ends.
+ *
+ * The header holds today's date, and the format takes years from 1980 to 2019
+ * alone: a file that is made today can't be opened (ZB_ErrHeaderDate). A host
+ * that wants one sets the environment variable ZB_TODAY to a day of those years
+ * before the call. */
 ZB_API int32_t ZB_CALL ZBDMCREATEX(const char* path, int16_t multiplier, uint16_t option);
+
+/* Opens a file. The low byte of `mode` is 0 or 2 (else ZB_ErrFileType); above it
+ * ZB_ReadOnly, ZB_Shared or ZB_OpenShared. ZB_WarnFileSize when the length isn't
+ * what the header says: the file is open all the same.
+ *
+ * The header is tested in this order: version (ZB_ErrFileType), date
+ * (ZB_ErrHeaderDate), block size (ZB_ErrBlockSize, ZB_ErrMdxBlock), tag table
+ * (ZB_ErrMdxTagTable, ZB_ErrMdxTagSlot), tag count (ZB_ErrMdxTagCount), end of
+ * the file (ZB_ErrHeaderLength). A path of more than 260 bytes gives
+ * ZB_ErrBadName. On these failures `file` is -1; a null pointer or a failure that
+ * stood before leave it alone. The tag table is read here and not again. */
 ZB_API int32_t ZB_CALL ZBDMOPENX(int16_t* file, const char* path, uint16_t mode);
+
+/* Detaches all tags and closes the file. */
 ZB_API int32_t ZB_CALL ZBDMCLOSE(int16_t file);
+
+/* Tells about the file. A null pointer isn't logged. */
 ZB_API int32_t ZB_CALL ZBDMINFO(int16_t file, ZbMdxInfo* info);
+
+/* Creates an empty tag and leaves it unattached. The name has 1 to 10 characters
+ * (ZB_ErrTagName) and is kept upper case. The low byte of `typeWord` is 'C', 'D'
+ * or 'N', in capital or small letters (ZB_ErrKeyType); 0x80 marks the tag as
+ * unique, which tells by what a key is found when it is added or deleted and
+ * keeps no equal key out; 0x100 is stored and reported. `keyLength`, 1 to 100
+ * (ZB_ErrKeyLength), counts for 'C'; a 'D' key has 8 bytes, an 'N' key 12.
+ *
+ * Blanks are removed from `expression` in place, whatever else happens but a bad
+ * name; 220 characters may be left (ZB_ErrExpression).
+ *
+ * A tag of that name is erased first and its number taken, also where something
+ * that is found out later fails; ZB_ErrTagInUse while it is attached. With 47
+ * tags there, ZB_ErrNoSlot. */
 ZB_API int32_t ZB_CALL ZBDMTNEW(int16_t file, const char* tagName, uint32_t typeWord, char* expression,
                                 int32_t keyLength);
+
+/* Erases a tag and gives its pages to the file's free list. ZB_ErrTagName for a
+ * name that is bad or not there, ZB_ErrTagInUse for an attached tag.
+ *
+ * The last tag takes the erased one's number. A handle of it isn't told: build
+ * the new one from the number, or attach the tag again. */
 ZB_API int32_t ZB_CALL ZBDMTERASE(int16_t file, const char* tagName);
+
+/* Attaches a tag by name, without regard to case (ZB_ErrTagName). It has no
+ * position at first. The tag's header is tested in this order: key length
+ * (ZB_ErrKeyLength), entry length (ZB_ErrKeySize), root page (ZB_ErrRootPage),
+ * keys a page, 2 at least (ZB_ErrKeysPerPage), expression (ZB_ErrExpression),
+ * flags (ZB_ErrMdxTagFlags), key type and date mark (ZB_ErrKeyType). On a failure
+ * `tag` is -1, and left alone where the failure stood before the call. A tag that
+ * is attached already starts anew under the same handle. */
 ZB_API int32_t ZB_CALL ZBDMTUSE(int32_t* tag, uint16_t file, const char* tagName);
+
+/* Attaches a tag by its number, 1 to the tag count (ZB_ErrTagName). */
 ZB_API int32_t ZB_CALL ZBDMTUSEX(int32_t* tag, uint16_t file, int16_t tagNumber);
+
+/* Detaches a tag; the file stays open. ZB_ErrTagHandle for a number above the tag
+ * count. */
 ZB_API int32_t ZB_CALL ZBDMTCLOSE(int32_t tag);
+
+/* Tells about a tag. */
 ZB_API int32_t ZB_CALL ZBDMTINFO(int32_t tag, ZbMdxTagInfo* info);
+
+/* Copies the key expression with its terminator; `text` takes 221 bytes. */
 ZB_API int32_t ZB_CALL ZBDMTEXPR(int32_t tag, char* text);
+
+/* Reads the end of the file, the free list and the tag's root page again, as every
+ * key operation does for itself. */
 ZB_API int32_t ZB_CALL ZBDMTHGET(int32_t tag);
+
+/* Creates a tag as ZBDMTNEW does and adds the keys of all records of a data file,
+ * deleted ones too. The data file is locked as a whole meanwhile (ZBDDLOCK, kind
+ * 2) if that can be had, unless it holds no record, which leaves an empty tag. The
+ * last record read is the current one afterwards. A failure after the tag was
+ * made erases it. */
 ZB_API int32_t ZB_CALL ZBDMTINDEX(int16_t data, uint16_t file, const char* tagName, uint32_t typeWord,
                                   char* expression, int32_t keyLength);
+
+/* Adds a key with its record number; the position stays. A text key ends at its
+ * zero byte and is padded with blanks to the key length, or cut to it. Equal keys
+ * stand in the order of their record numbers, an equal pair in front of the one
+ * that is there; in a unique tag a key goes in front of its equals. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDMKADD(int32_t tag, const void* key, uint32_t recordNo);
+
+/* Removes a key with its record number, or in a unique tag the first of that key
+ * whoever's it is; the position stays. ZB_KeyNear when there is none and
+ * ZB_KeyEmpty in an empty tag, and nothing changes. A key that sorts before all
+ * others removes the first one, with 0: compare before deleting.
+ *
+ * A page that gets short is joined with a neighbour or takes keys from it. Two
+ * things can come of the latter, which the format's other programs share. Where
+ * a leaf takes an odd half from the left, one key is afterwards hidden from exact
+ * searches (ZB_KeyNear with that key) and can't be deleted; walks show it. Where
+ * a leaf takes keys from the right, bytes that stood behind its keys can make it
+ * be taken for a branch; calls that come there end with a code or other keys.
+ * Building the tag again cures both. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDMKDEL(int32_t tag, const void* key, uint32_t recordNo);
+
+/* Searches, and makes what it finds the position. Modes: 0 or 1 for the first key
+ * that begins with the text given, or equals the number or date; 2 for the pair of
+ * the whole key and `recordNo`; with bit 2 (4), each '?' of a text matches any
+ * byte. Both buffers are read and written: the key's holds the key length and, for
+ * a text, one byte more.
+ *
+ * 0 for a match. ZB_KeyNear with the last entry that sorts before what was asked
+ * for. A key before all others is answered with the first entry and 0: compare
+ * what comes back. ZB_KeyEmpty leaves the buffers alone. */
 ZB_API int32_t ZB_CALL ZBDMKFIND(int32_t tag, void* key, uint32_t* recordNo, int16_t mode);
+
+/* The first and the last key, which becomes the position. ZB_KeyEmpty leaves the
+ * buffers alone, but takes what they hold as the position. */
 ZB_API int32_t ZB_CALL ZBDMKTOP(int32_t tag, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDMKBOT(int32_t tag, void* key, uint32_t* recordNo);
+
+/* One key on or back; without a position, the first or the last. ZB_KeyEnd with
+ * the end key when there is none further. When the key of the position has gone,
+ * the step starts from the one before it and ZB_KeyNear stands beside what it
+ * finds; where none is before it, the first key comes with ZB_KeyNear. */
 ZB_API int32_t ZB_CALL ZBDMKNEXT(int32_t tag, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDMKPREV(int32_t tag, void* key, uint32_t* recordNo);
+
+/* Finds the position's key again. ZB_KeyNear with the one before it when it has
+ * gone; also without a position, and then what the buffers hold becomes it. */
 ZB_API int32_t ZB_CALL ZBDMKCUR(int32_t tag, void* key, uint32_t* recordNo);
+
+/* Makes the key of the data file's current record in a block, which the caller
+ * frees (ZBMFREE, _ZBMFREE): a text with its terminator as it came from the
+ * expression, a date, or a packed number. A date text is read in the client's
+ * date style. ZB_ErrExpression for any other type, and for a number that
+ * ZBDMKNUM refuses. On a failure the address is null, the handle 0xFFFFFFFF. */
 ZB_API int32_t ZB_CALL ZBDMKMAKE(int16_t data, int32_t tag, void** key);
 ZB_API int32_t ZB_CALL ZBDMKMAKEH(int16_t data, int32_t tag, ZbBlock* key);
+
+/* The number key of a value, rounded to 6 decimals; `key` takes 12 bytes. Infinity,
+ * NaN and numbers of more than 20 digits before the point are refused with
+ * ZB_ErrExpression and leave it alone. A warning is cleared, a standing failure
+ * returned. */
 ZB_API int32_t ZB_CALL ZBDMKNUM(void* key, double value);
+
+/* The date key of a text in a style; `key` takes 8 bytes and on a failure of the
+ * text (see ZBCDS2I) is left alone. A blank date sorts behind all others. Days are
+ * counted with a February of 28 days in every year, so 29 February and 1 March of
+ * a leap year give the same key. */
 ZB_API int32_t ZB_CALL ZBDMKDATE(void* key, const char* text, int16_t style);
 
 #ifdef __cplusplus

@@ -6,6 +6,7 @@
 #include "expr/expr.h"
 #include "file/operations.h"
 #include "index/idx/idx.h"
+#include "index/mdx/mdx.h"
 #include "index/ndx/ndx.h"
 #include "index/ntx/ntx.h"
 #include "memo/memo.h"
@@ -26,7 +27,7 @@ constexpr Family families[] = {
     {ZBDNCLOSE, NdxQuickClose},   // NDX
     {ZBDTCLOSE, DbtQuickClose},   // DBT
     {ZBDWCLOSE, FptQuickClose},   // FPT
-    {nullptr, nullptr},           // MDX
+    {ZBDMCLOSE, MdxQuickClose},   // MDX
     {ZBDICLOSE, IdxQuickClose},   // IDX
     {ZBDCCLOSE, NtxQuickClose},   // NTX
 };

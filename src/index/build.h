@@ -107,7 +107,8 @@ class RunSorter {
     uint16_t workFile;
 };
 
-// Writes pages, gathering those that follow one another in the file.
+// Writes pages, gathering those that follow one another in the file where a few
+// fit in its room.
 class PageWriter {
   public:
     Code Write(uint16_t file, int64_t position, const uint8_t* page, int size);

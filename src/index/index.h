@@ -67,6 +67,11 @@ struct Position {
 int TreeLevels(int factor, int64_t limit);
 inline constexpr int64_t MaxTreeSize = 0x7FFFFFFF;
 
+// The names under which a family's key operations log.
+struct UnitNames {
+    const char *top, *bottom, *next, *previous, *current, *find, *add, *remove, *make;
+};
+
 // The record number by which a search tells that its key lies before all others.
 inline constexpr uint32_t BeforeFirst = 0xFFFFFFFF;
 

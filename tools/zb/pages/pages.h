@@ -54,6 +54,32 @@ Survey SurveyNtx(const std::string& file, const EntrySink& sink = {});
 // tell.
 Survey SurveyIdx(const std::string& file, const EntrySink& sink = {}, char fill = ' ');
 
+// One tag of an MDX file.
+struct TagSurvey {
+    std::string name;
+    char type = 0;  // C, D or N
+    Survey tree;    // its freePages stay 0: the tags share one free list
+};
+
+// What a survey of an MDX file found: each tag, and what belongs to none.
+struct MdxSurvey {
+    int blockUnits = 0;
+    std::vector<TagSurvey> tags;
+    uint32_t freePages = 0;
+    std::vector<std::string> faults;
+    std::vector<std::string> notes;
+
+    // Those of the file and of all tags, with the tag's name in front.
+    std::vector<std::string> AllFaults() const;
+};
+
+// Receives the entries of each tag in index order, with the tag's place in the
+// list from 0 on. `hider` is null, or the separator over the entry's page when
+// that is lower than the entry: a search for it looks in the next page.
+using TagEntrySink = std::function<void(size_t tag, const Entry&, const std::string* hider)>;
+
+MdxSurvey SurveyMdx(const std::string& file, const TagEntrySink& sink = {}, const KeyOrder& order = {});
+
 // Numbers in a file's bytes; zero beyond their end.
 uint16_t Le16(std::string_view bytes, size_t at);
 uint32_t Le32(std::string_view bytes, size_t at);
