@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include "commands.h"
 #include "csv.h"
@@ -289,9 +290,7 @@ class Import {
     }
 
     void NoteMisfit(Fit fit, const Field& field, const std::string& text, const CsvReader& reader) {
-        // Characters may be lost where --bad-text says so; the rest needs --loose.
-        bool allowed = options.loose || (fit == Fit::unencodable && options.text.badText != BadText::refuse);
-        if (!allowed)
+        if (!Tolerated(fit, options.loose, options.text))
             throw CodeFailure(ZB_ErrFieldValue, Place(reader),
                               field.name + ": '" + text + "' " + DescribeFit(fit, field));
         switch (fit) {
@@ -331,24 +330,23 @@ class Import {
 
 void AddImport(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("import", "Make a table from CSV, or add CSV to one");
-    command->add_option("CSV", options->csv, "The CSV file, or - for standard input")->required();
-    command->add_option("FILE", options->file, "The table")->required();
-    command->add_option(
-        "--schema", options->schema,
-        "The fields: \"NAME:C20,BORN:D,AMOUNT:N10.2,PAID:L\" (default: guessed from the data)");
-    command->add_flag("--append", options->append, "Add the records to a table that is there");
-    command->add_flag("--force", options->force, "Replace the table if it exists");
-    command->add_flag("--loose", options->loose,
-                      "Store what doesn't fit as it fits (rounded, cut, blank) and tell how much that was;\n"
-                      "without it the first such value ends the import");
-    command->add_option("--csv-encoding", options->csvEncoding, "Encoding of the CSV (default: utf-8)");
-    command->add_option("--delimiter", options->delimiter,
-                        "Between the values: one character, or tab (default: ,)");
-    command->add_flag("--no-header", options->noHeader, "The CSV has no line of names");
-    AddTextOptions(*command, options->text);
-    AddOpenOptions(*command, options->open);
-    command->callback([options] { Import(*options).Run(); });
+    Command command(app, "import", "Make a table from CSV, or add CSV to one");
+    command.Positional("CSV", options->csv, "The CSV file, or - for standard input");
+    command.Positional("FILE", options->file, "The table");
+    command.Option("--schema", options->schema,
+                   "The fields: \"NAME:C20,BORN:D,AMOUNT:N10.2,PAID:L\" (default: guessed from the data)");
+    command.Flag("--append", options->append, "Add the records to a table that is there");
+    command.Flag("--force", options->force, "Replace the table if it exists");
+    command.Flag("--loose", options->loose,
+                 "Store what doesn't fit as it fits (rounded, cut, blank) and tell how much that was;\n"
+                 "without it the first such value ends the import");
+    command.Option("--csv-encoding", options->csvEncoding, "Encoding of the CSV (default: utf-8)");
+    command.Option("--delimiter", options->delimiter,
+                   "Between the values: one character, or tab (default: ,)");
+    command.Flag("--no-header", options->noHeader, "The CSV has no line of names");
+    AddTextOptions(command, options->text);
+    AddOpenOptions(command, options->open);
+    command.Run([options] { Import(*options).Run(); });
 }
 
 }  // namespace tool

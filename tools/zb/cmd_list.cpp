@@ -1,4 +1,6 @@
 // zb list: records as an aligned table, or as JSON lines.
+#include <memory>
+
 #include "commands.h"
 #include "rows.h"
 #include "table.h"
@@ -56,11 +58,11 @@ void Run(const Options& options) {
 
 void AddList(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("list", "List a table's records");
-    command->add_option("FILE", options->file, "The table")->required();
-    command->add_flag("--json", options->json, "As JSON, one object a line");
-    AddScanOptions(*command, options->scan);
-    command->callback([options] { Run(*options); });
+    Command command(app, "list", "List a table's records");
+    command.Positional("FILE", options->file, "The table");
+    command.Flag("--json", options->json, "As JSON, one object a line");
+    AddScanOptions(command, options->scan);
+    command.Run([options] { Run(*options); });
 }
 
 }  // namespace tool
