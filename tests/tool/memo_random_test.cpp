@@ -66,12 +66,20 @@ class MemoRandom : public LibraryTest, public testing::WithParamInterface<Setup>
         }
     }
 
+    // Two careless moves in a row lose memos by themselves.
+    bool ChainStands() {
+        Bytes head = ReadFile("t.mem", 0, 4);
+        uint32_t next = 0;
+        for (size_t index = 4; index-- > 0;) next = next << 8 | static_cast<unsigned char>(head[index]);
+        return next < FileSize("t.mem") / GetParam().blockSize;
+    }
+
     // What a careless writer leaves behind in a counted file: a memo that moved
     // away, and its free run, which names the block where a memo lives now.
     void MoveCarelessly(tool::Data& data, uint32_t record) {
         data.Read(record);
         auto block = static_cast<int32_t>(tool::MemoNumber(data.Raw(data.fields()[0])).value());
-        if (block == 0) return;
+        if (block == 0 || ChainStands()) return;
         std::string longer = texts[record] + std::string(GetParam().blockSize * 2, 'L');
         if (longer.size() > tool::kMemoLimit) return;
         int16_t handle;
