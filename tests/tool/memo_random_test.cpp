@@ -4,6 +4,7 @@
 #include <random>
 
 #include "tool.h"
+#include "zb/failure.h"
 #include "zb/memo.h"
 
 namespace test {
@@ -141,8 +142,8 @@ TEST_P(MemoRandom, NoTextIsEverLost) {
         if (HasFatalFailure()) return;
     }
     // A file that the tool alone wrote always has room for more.
-    if (tool::LayoutOf(GetParam().dialect) != tool::MemoLayout::counted) EXPECT_EQ(refused, 0u);
-    EXPECT_LT(refused, 240u);
+    bool counted = tool::LayoutOf(GetParam().dialect) == tool::MemoLayout::counted;
+    EXPECT_LE(refused, counted ? 240u : 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, MemoRandom,
@@ -150,9 +151,9 @@ INSTANTIATE_TEST_SUITE_P(Layouts, MemoRandom,
                                          Setup{7, 512}, Setup{2, 512}, Setup{2, 1024}, Setup{2, 16384},
                                          Setup{4, 64}, Setup{8, 33}, Setup{8, 100}, Setup{8, 512},
                                          Setup{8, 16384}),
-                         [](const auto& info) {
-                             return "Dialect" + std::to_string(info.param.dialect) + "Blocks" +
-                                    std::to_string(info.param.blockSize);
+                         [](const auto& setup) {
+                             return "Dialect" + std::to_string(setup.param.dialect) + "Blocks" +
+                                    std::to_string(setup.param.blockSize);
                          });
 
 }  // namespace

@@ -76,7 +76,7 @@ void AddList(CLI::App& app) {
     Command command(app, "list", "List a table's records");
     command.Positional("FILE", options->file, "The table");
     command.Flag("--json", options->json, "As JSON, one object a line");
-    command.Flag("--full", options.full, "All of a memo's text, and not only its first line");
+    command.Flag("--full", options->full, "All of a memo's text, and not only its first line");
     AddScanOptions(command, options->scan);
     command.Run([options] { Run(*options); });
 }
