@@ -132,6 +132,7 @@ void Put(const Options& options) {
         // An update makes a record live; one that was deleted stays so.
         if (deleted) data.Delete(options.record);
     }
+    data.Close();
     Say(data.path() + ": changed " + MemoPlace(options.record, field) +
         (deleted ? ", which is deleted" : ""));
 }
@@ -207,6 +208,7 @@ void Pack(const Options& options) {
         fresh.Close();
         table.Close();
     }
+    std::filesystem::permissions(memoPart.path(), std::filesystem::status(memoPath).permissions(), error);
     auto before = std::filesystem::file_size(memoPath);
     auto after = std::filesystem::file_size(memoPart.path());
     old.Close();
