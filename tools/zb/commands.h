@@ -14,7 +14,8 @@
     COMMAND(Set)             \
     COMMAND(Delete)          \
     COMMAND(Recall)          \
-    COMMAND(Pack)
+    COMMAND(Pack)            \
+    COMMAND(Memo)
 
 namespace tool {
 

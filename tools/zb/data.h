@@ -69,6 +69,7 @@ class Data {
     size_t FieldNumber(const std::string& fieldName) const;  // throws when there is none
     uint32_t count() const;
     int dialect() const { return info.dialect; }
+    int16_t id() const { return handle; }  // as the library knows it
     bool hasMemo() const { return info.hasMemo != 0; }
     const ZbDataInfo& state() const { return info; }
     bool lengthFits() const { return !oddLength; }

@@ -52,6 +52,8 @@ void AddScanOptions(Command& command, ScanOptions& options) {
     command.Option("--limit", options.limit, "At most so many records");
     command.Choice("--bad-values", options.badValues, {{"empty", BadValues::empty}, {"raw", BadValues::raw}},
                    "Values that don't parse come out empty, or as raw text (default: empty)");
+    command.Option("--memo", options.memo, "The memo file (default: beside the table, .DBT or .FPT)");
+    command.Flag("--no-memo", options.noMemo, "Show the numbers of memos and not their text");
     AddTextOptions(command, options.text);
     AddOpenOptions(command, options.open);
 }

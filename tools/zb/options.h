@@ -40,9 +40,11 @@ struct ScanOptions {
     Deleted deleted = Deleted::skip;
     uint64_t limit = UINT64_MAX;
     BadValues badValues = BadValues::empty;
+    std::string memo;  // the memo file, where it isn't beside the table
+    bool noMemo = false;
 };
 
-// The above, and --fields, --records, --deleted, --limit, --bad-values.
+// The above, and --fields, --records, --deleted, --limit, --bad-values, --memo, --no-memo.
 void AddScanOptions(Command& command, ScanOptions& options);
 
 // The number of the field that `name`, in UTF-8, stands for. Throws when there is none.
