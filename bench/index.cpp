@@ -430,6 +430,7 @@ class AddLmdb {
 // Registration.
 
 void MakeIndexFiles(On on) {
+    if (access(LmdbName(on).c_str(), F_OK) == 0) return;
     int16_t data = OpenData(DataName);
     ForEachFamily([&](auto family) {
         using F = decltype(family);
@@ -453,7 +454,7 @@ std::string Ours(const char* label) { return std::string("zb ") + label; }
 void WorkloadsOn(On on) {
     std::string column = Column(on);
     std::string keys = on == On::Name ? "names of 20 characters" : "numbers";
-    MakeIndexFiles(on);
+    auto files = [on] { MakeIndexFiles(on); };
 
     Workload("find-" + column, "Looking up " + keys, "key",
              "Random keys that exist, in an index of all records, warm. Each look-up of the library sees the "
@@ -461,6 +462,7 @@ void WorkloadsOn(On on) {
              "it is at that moment, other programs' changes with it; SQLite and LMDB do that where each "
              "look-up is a "
              "transaction of its own (\"alone\"), and see one state of the file where all stand in one.");
+    Needs(files);
     ForEachFamily([&](auto family) {
         using F = decltype(family);
         Contend<FindZb<F>>(Ours(F::Label), sizes.lookups, on);
@@ -480,6 +482,7 @@ void WorkloadsOn(On on) {
              "The first key and then the next one until the end. Between two calls the library holds nothing "
              "but the "
              "key, and finds it again from the root; the others have a cursor in the tree.");
+    Needs(files);
     ForEachFamily(
         [&](auto family) { Contend<WalkZb<decltype(family)>>(Ours(family.Label), sizes.records, on); });
     Contend<WalkSqlite>("SQLite", sizes.records, on);
@@ -505,6 +508,7 @@ void WorkloadsOn(On on) {
         "Random keys into an index of all records. Each add of the library is in the file when it returns; "
         "SQLite (a table of keys and record numbers without row numbers) and LMDB add all in one "
         "transaction.");
+    Needs(files);
     ForEachFamily([&](auto family) { Contend<AddZb<decltype(family)>>(Ours(family.Label), sizes.adds, on); });
     Contend<AddSqlite>("SQLite", sizes.adds, on);
     Contend<AddLmdb>("LMDB", sizes.adds, on);

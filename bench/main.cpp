@@ -114,9 +114,10 @@ int Main(int argc, char** argv) {
     puts("Making the data set");
     fflush(stdout);
     MakeDataFile();
-    MakeSqliteFiles();
+    if (only.rfind("memo", 0) != 0) MakeSqliteFiles();
     RecordWorkloads();
     IndexWorkloads();
+    MemoWorkloads();
     std::string memory = MemoryReport(program);
     fputs(memory.c_str(), stdout);
     RunAndReport(only, rounds, Head(rounds), memory, report);

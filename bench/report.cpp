@@ -22,6 +22,7 @@ struct Section {
     std::string name, title, unit, text;
     std::vector<std::string> contenders;
     std::vector<Goal> goals;
+    std::function<void()> prepare;
 };
 
 std::vector<Section> sections;
@@ -104,8 +105,10 @@ std::string Table(const Section& section, const std::map<std::string, Times::Tak
 
 void Workload(const std::string& name, const std::string& title, const std::string& unit,
               const std::string& text) {
-    sections.push_back({name, title, unit, text, {}, {}});
+    sections.push_back({name, title, unit, text, {}, {}, {}});
 }
+
+void Needs(std::function<void()> prepare) { sections.back().prepare = std::move(prepare); }
 
 std::string QualifiedName(const std::string& contender) {
     sections.back().contenders.push_back(contender);
@@ -122,6 +125,7 @@ void RunAndReport(const std::string& filter, int rounds, const std::string& head
     Times times;
     for (auto& section : sections) {
         if (!std::regex_search(section.name, std::regex(filter))) continue;
+        if (section.prepare) section.prepare();
         for (int round = 0; round < rounds; round++)
             benchmark::RunSpecifiedBenchmarks(&times, "^" + section.name + "/");
         std::string table = Table(section, times.all);

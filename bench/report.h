@@ -8,6 +8,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -17,6 +18,11 @@ namespace bench {
 // `unit` is what an item is called, and `text` tells what is done to it.
 void Workload(const std::string& name, const std::string& title, const std::string& unit,
               const std::string& text);
+
+// What must be there for the workload begun last: called before its first round,
+// and so not for workloads that aren't run.
+void Needs(std::function<void()> prepare);
+
 std::string QualifiedName(const std::string& contender);
 
 // A contender of the workload begun last. Names of the library's own begin with
@@ -37,8 +43,8 @@ void Contend(const std::string& name, uint64_t items, Args... args) {
 // 1 / `ratio` of the time of `peer`.
 void Aim(const std::string& ours, const std::string& peer, double ratio);
 
-// Runs all workloads, `rounds` times each, and writes the report. `measures`
-// is a section that stands behind the tables as it is.
+// Runs the workloads whose names match, `rounds` times each, and writes the
+// report. `measures` is a section that stands behind the tables as it is.
 void RunAndReport(const std::string& filter, int rounds, const std::string& head, const std::string& measures,
                   const std::string& fileName);
 

@@ -2,8 +2,9 @@
 
 namespace bench {
 
-// Registers the workloads on records, and those on indexes.
+// Registers the workloads on records, on indexes and on memos.
 void RecordWorkloads();
 void IndexWorkloads();
+void MemoWorkloads();
 
 }  // namespace bench
