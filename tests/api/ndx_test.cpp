@@ -1,6 +1,7 @@
 // NDX indexes through the exported calls alone.
 #include <cmath>
 #include <cstring>
+#include <memory>
 
 #include "support/support.h"
 
@@ -475,6 +476,32 @@ TEST_F(Ndx, DeletingDownToOneLeafMakesItTheRootAndTheCloseCutsTheFile) {
     EXPECT_EQ(FindNumber(32), std::pair(0, 32.0));
 }
 
+TEST_F(Ndx, AfterDeletingAllKeysTheCloseLeavesTheHeaderAndTheEmptyRoot) {
+    Make('N', 8);
+    for (uint32_t i = 1; i <= 100; i++) ASSERT_EQ(AddNumber(i, i), 0);
+    ASSERT_GT(FileSize("x.ndx"), 2048u);
+    for (double value = 1; value <= 100; value++)
+        ASSERT_EQ(ZBDNKDEL(index, &value, static_cast<uint32_t>(value)), 0);
+    EXPECT_EQ(Go(ZBDNKTOP).code, 2);
+    // The root had to move, and the search for it met an empty index.
+    EXPECT_EQ(ZBDNCLOSE(index), 2);
+    EXPECT_EQ(FileSize("x.ndx"), 1024u);
+    EXPECT_EQ(ReadFile("x.ndx", 0, 8), Le32(1) + Le32(2));
+    EXPECT_EQ(ReadFile("x.ndx", 512, 1), Bytes(1, '\0'));
+    ASSERT_EQ(Open("x.ndx", &index), 0);
+    EXPECT_EQ(AddNumber(7, 7), 0);
+    EXPECT_EQ(FindNumber(7), std::pair(0, 7.0));
+}
+
+TEST_F(Ndx, AShortTextIsReadToItsEndOnly) {
+    Make('C', 60);
+    std::unique_ptr<char[]> text(new char[2]{'A', 0});
+    EXPECT_EQ(ZBDNKADD(index, text.get(), 1), 0);
+    EXPECT_EQ(ReadFile("x.ndx", 512 + 12, 60), "A" + Bytes(59, ' '));
+    EXPECT_EQ(ZBDNKDEL(index, text.get(), 1), 0);
+    EXPECT_EQ(ReadFile("x.ndx", 512, 1), Bytes(1, '\0'));
+}
+
 TEST_F(Ndx, FreedPageIsUsedAgainBeforeTheFileGrows) {
     Make('N', 8);
     for (uint32_t i = 1; i <= 32; i++) ASSERT_EQ(AddNumber(i, i), 0);
@@ -726,6 +753,33 @@ TEST_F(NdxData, LeafThatLostItsKeysBetweenFullOnesStopsWalks) {
     EXPECT_EQ(Go(ZBDNKNEXT), (Found{0, key('J'), 10}));
 }
 
+TEST_F(NdxData, LeafWithoutKeysDoesntKeepTheIndexFromBeingClosed) {
+    MakeTable({{"NAME", 'C', 100, 0}});
+    for (char c = 'A'; c <= 'P'; c++) {
+        ASSERT_EQ(ZBDDFPUTS(data, 0, std::string(1, c).c_str()), 0);
+        Append();
+    }
+    ASSERT_EQ(Build("C", "NAME", 100), 0);  // full leaves 1, 3, 4 and 5 under the root 2
+    ASSERT_EQ(Open("x.ndx", &index), 0);
+    for (char c : std::string("ABCEFGD"))  // leaf 3 goes into leaf 1 and is free
+        ASSERT_EQ(Delete(std::string(1, c), static_cast<uint32_t>(c - 'A' + 1)), 0);
+    for (char c : std::string("MNOP"))  // leaf 5 has no neighbour with room
+        ASSERT_EQ(Delete(std::string(1, c), static_cast<uint32_t>(c - 'A' + 1)), 0);
+    ASSERT_EQ(ReadFile("x.ndx", 5 * 512, 1), Bytes(1, '\0'));
+    // That leaf is the last page. It moves into the free one, though no search
+    // finds the way to it.
+    EXPECT_EQ(ZBDNCLOSE(index), 0);
+    EXPECT_EQ(FileSize("x.ndx"), 5 * 512u);
+    auto key = [](char c) { return std::string(1, c) + std::string(99, ' '); };
+    EXPECT_EQ(ReadFile("x.ndx", 0, 8), Le32(2) + Le32(5));
+    EXPECT_EQ(ReadFile("x.ndx", 1024, 4 + 2 * 108 + 4),
+              Le32(2) + Le32(1) + Le32(0) + key('H') + Le32(4) + Le32(0) + key('L') + Le32(3));
+    EXPECT_EQ(ReadFile("x.ndx", 3 * 512, 1), Bytes(1, '\0'));
+    ASSERT_EQ(Open("x.ndx", &index), 0);
+    EXPECT_EQ(Go(ZBDNKTOP), (Found{0, key('H'), 8}));
+    EXPECT_EQ(Go(ZBDNKNEXT), (Found{0, key('I'), 9}));
+}
+
 TEST_F(NdxData, BuiltEqualKeysStandInRecordOrderAndDeletedRecordsAreThere) {
     MakeTable({{"NAME", 'C', 5, 0}});
     for (int i = 0; i < 40; i++) {
@@ -875,6 +929,20 @@ TEST_F(Ndx, DamagedPagesNeitherHangNorCrash) {
             ASSERT_EQ(ZBDINIT(100, 1), 0);
         }
     }
+}
+
+TEST_F(Ndx, PageOutsideTheFileIsRefused) {
+    Make('N', 8);
+    for (uint32_t i = 1; i <= 32; i++) ASSERT_EQ(AddNumber(i, i), 0);
+    PatchFile("x.ndx", 1536 + 4, Le32(4));  // the first child, where the file has pages 1 to 3
+    double value = 1;
+    EXPECT_EQ(FindNumber(1).first, -4);
+    ZBESCODE(0);
+    EXPECT_EQ(Go(ZBDNKTOP).code, -4);
+    ZBESCODE(0);
+    EXPECT_EQ(ZBDNKDEL(index, &value, 1), -4);
+    ZBESCODE(0);
+    EXPECT_EQ(FindNumber(32), std::pair(0, 32.0));
 }
 
 TEST_F(Ndx, PagesInACircleEnd) {

@@ -17,14 +17,14 @@ struct Entering {
     bool aboveLeaf;
 };
 
-// A key as it is stored: a text ends at its first zero byte and is padded with
-// blanks.
+// A key as it is stored: a text ends at its first zero byte, behind which nothing
+// of the caller's is read, and is padded with blanks.
 void StoredKey(const NdxFile& index, const uint8_t* key, KeyBuffer& stored) {
     auto length = static_cast<size_t>(index.keyLength());
-    memcpy(stored, key, length);
-    if (index.keyType != NdxCharacter) return;
-    size_t text = strnlen(reinterpret_cast<const char*>(stored), length);
-    memset(stored + text, ' ', length - text);
+    size_t given = length;
+    if (index.keyType == NdxCharacter) given = strnlen(reinterpret_cast<const char*>(key), length);
+    memcpy(stored, key, given);
+    memset(stored + given, ' ', length - given);
 }
 
 void PutEntry(const NdxFile& index, const NdxPage& page, int slot, const Entering& entry) {

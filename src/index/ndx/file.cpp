@@ -115,7 +115,13 @@ Code PathToPage(NdxFile& index, NdxPage page) {
     KeyBuffer key{};
     uint32_t record = page.record(0);
     memcpy(key, page.key(0), static_cast<size_t>(index.keyLength()));
-    if (Nkfind(index, key, &record, 2) < 0) return Pass("Nclose");
+    if (Nkfind(index, key, &record, 2) < 0) {
+        if (CurrentCode() != ErrStructure) return Pass("Nclose");
+        // A leaf without keys lay in the way of the search. It must not keep the
+        // index from being closed.
+        SetCode(0);
+        position.pathDepth = -1;
+    }
     while (position.pathDepth >= 0 && position.top().page != wanted) position.pathDepth--;
     if (position.pathDepth < 0 && WalkToPage(index, wanted) < 0) return Pass("Nclose");
     return position.pathDepth < 0 ? Fail("Nclose", ErrStructure) : CurrentCode();
