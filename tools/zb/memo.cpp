@@ -121,8 +121,8 @@ std::string MemoPointer(uint32_t block, uint16_t width) {
 }
 
 std::string WithoutSoftReturns(std::string text, int dialect, const Codec& codec) {
-    if (LayoutOf(dialect) != MemoLayout::terminated || dialect == ZB_DialectWideChar || codec.raw())
-        return text;
+    // This library breaks no lines of counted memos, but others do.
+    if (LayoutOf(dialect) == MemoLayout::fpt || dialect == ZB_DialectWideChar || codec.raw()) return text;
     for (size_t at = 0; (at = text.find(kSoftReturn, at)) != std::string::npos;) {
         bool ofCharacter = !codec.singleByte() && at > 0 && static_cast<unsigned char>(text[at - 1]) >= 0x80;
         if (ofCharacter)
