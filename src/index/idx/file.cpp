@@ -4,6 +4,7 @@
 #include "core/ascii.h"
 #include "file/operations.h"
 #include "file/path.h"
+#include "index/frame.h"
 #include "index/idx/idx.h"
 
 namespace zb {
@@ -113,11 +114,6 @@ void IdxFormatRoot(uint8_t* page, int keyLength, bool compact) {
 
 namespace {
 
-void ReleaseIndex(IdxFile& index, int slot) {
-    index.pool.Close();
-    SlotRelease(slot);
-}
-
 // Reads the expression, which takes `stored` bytes of the file. What lies beyond
 // the longest one that is taken has only to be there.
 Code ReadExpression(IdxFile& index, int64_t position, uint16_t stored, uint32_t length) {
@@ -160,7 +156,6 @@ Code ReadHeader(IdxFile& index) {
 
 Code OpenIndex(IdxFile& index, int slot, const char* name, uint16_t mode) {
     mode = NormalMode(mode);
-    index.handle = NoFile;
     if (Hopen(&index.handle, name, mode, &index.flags, slot) < 0) return Pass("Iopen");
     PfHint(index.handle, ReadHint::Pages);
     switch (mode & 0xFF) {
@@ -189,11 +184,7 @@ Code OpenIndex(IdxFile& index, int slot, const char* name, uint16_t mode) {
 
 }  // namespace
 
-Code IdxQuickClose(int handle) {
-    IdxFile* index = Islock(handle);
-    if (!index) return Pass("Iqclose");
-    return Hclose(index->handle) < 0 ? Pass("Iqclose") : CurrentCode();
-}
+Code IdxQuickClose(int handle) { return QuickCloseIndex("Iqclose", Islock(handle)); }
 
 }  // namespace zb
 
@@ -244,24 +235,9 @@ int32_t ZB_CALL ZBDICREATE(const char* name, uint16_t typeWord, char* expression
 }
 
 int32_t ZB_CALL ZBDIOPENX(uint16_t* handle, const char* name, uint16_t mode) {
-    if (Pending()) return Pass("Iopen");
-    if (!handle || !name) return Fail("Iopen", ErrNullPointer);
-    int16_t slot;
-    void* block;
-    Code code = SlotAlloc(&slot, SlotIdx, sizeof(IdxFile), &block);
-    *handle = static_cast<uint16_t>(slot);
-    if (code < 0) return Pass("Iopen");
-
-    auto& index = *static_cast<IdxFile*>(block);
-    code = OpenIndex(index, slot, name, mode);
-    if (code >= 0) return code;
-    if (index.handle != NoFile) {
-        SetCode(0);
-        Hclose(index.handle);
-    }
-    ReleaseIndex(index, slot);
-    *handle = NoFile;
-    return SetCode(code);
+    return OpenIndexFile<IdxFile>("Iopen", SlotIdx, handle, name, [&](IdxFile& index, int slot) {
+        return OpenIndex(index, slot, name, mode);
+    });
 }
 
 int32_t ZB_CALL ZBDICLOSE(int16_t handle) {
@@ -272,9 +248,7 @@ int32_t ZB_CALL ZBDICLOSE(int16_t handle) {
         if (WriteHeaderFields(index->handle, 0, {index->rootPage, index->freeHead, index->fileEnd}) < 0)
             return Pass("Iclose");
     }
-    if (Hclose(index->handle) < 0) return Pass("Iclose");
-    ReleaseIndex(*index, handle);
-    return CurrentCode();
+    return CloseIndexFile("Iclose", *index, handle);
 }
 
 int32_t ZB_CALL ZBDIHGET(int16_t handle) {
@@ -283,30 +257,17 @@ int32_t ZB_CALL ZBDIHGET(int16_t handle) {
     return Ihget(*index);
 }
 
-int32_t ZB_CALL ZBDIEXPR(int16_t handle, char* text) {
-    if (!text) return Fail("Iexpr", ErrNullPointer);
-    IdxFile* index = Islock(handle);
-    if (!index) return Pass("Iexpr");
-    strcpy(text, index->expression);
-    return CurrentCode();
-}
+int32_t ZB_CALL ZBDIEXPR(int16_t handle, char* text) { return GiveExpression("Iexpr", Islock, handle, text); }
 
 int32_t ZB_CALL ZBDIINFO(int16_t handle, ZbIdxInfo* info) {
-    if (!info) return Fail("Iinfo", ErrNullPointer);
-    IdxFile* index = Islock(handle);
-    if (!index) return Pass("Iinfo");
-    strcpy(info->fileName, index->fileName);
-    info->accessFlags = AccessFlags(info->accessFlags, index->flags);
-    info->keyLength = index->keyBytes;
+    IdxFile* index = BeginInfo("Iinfo", Islock, handle, info);
+    if (!index) return CurrentCode();
     info->keyType = static_cast<uint16_t>(static_cast<int8_t>(index->keyType));
     unsigned keyFlags = index->unique() ? 0x0080 : 0;
     if (index->compact() && index->descending) keyFlags |= 0x0100;
     if (index->indexFlags & IdxCompact) keyFlags |= 0x0400;
     info->keyFlags = static_cast<uint16_t>(keyFlags);
     info->decimals = index->compact() ? 8 : 3;
-    info->reportedFlag = index->reportedFlag;
-    info->expressionLength = static_cast<uint16_t>(strlen(index->expression));
-    CopyExpression(info->expression, index->expression);
     return CurrentCode();
 }
 

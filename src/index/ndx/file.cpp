@@ -4,6 +4,7 @@
 #include "core/ascii.h"
 #include "file/operations.h"
 #include "file/path.h"
+#include "index/frame.h"
 #include "index/ndx/ndx.h"
 
 namespace zb {
@@ -178,11 +179,6 @@ Code Compact(NdxFile& index) {
     return CurrentCode();
 }
 
-void ReleaseIndex(NdxFile& index, int slot) {
-    index.pool.Close();
-    SlotRelease(slot);
-}
-
 // Open
 
 Code CheckHeader(const NdxFile& index, const uint8_t* header) {
@@ -201,7 +197,6 @@ Code CheckHeader(const NdxFile& index, const uint8_t* header) {
 
 Code OpenIndex(NdxFile& index, int slot, const char* name, uint16_t mode) {
     mode = NormalMode(mode);
-    index.handle = NoFile;
     if (Hopen(&index.handle, name, mode, &index.flags, slot) < 0) return Pass("Nopen");
     PfHint(index.handle, ReadHint::Pages);
     switch (mode & 0xFF) {
@@ -243,11 +238,7 @@ Code OpenIndex(NdxFile& index, int slot, const char* name, uint16_t mode) {
 
 }  // namespace
 
-Code NdxQuickClose(int handle) {
-    NdxFile* index = Nslock(handle);
-    if (!index) return Pass("Nqclose");
-    return Hclose(index->handle) < 0 ? Pass("Nqclose") : CurrentCode();
-}
+Code NdxQuickClose(int handle) { return QuickCloseIndex("Nqclose", Nslock(handle)); }
 
 }  // namespace zb
 
@@ -291,24 +282,9 @@ int32_t ZB_CALL ZBDNCREATE(const char* name, int16_t keyType, char* expression, 
 }
 
 int32_t ZB_CALL ZBDNOPENX(uint16_t* handle, const char* name, uint16_t mode) {
-    if (Pending()) return Pass("Nopen");
-    if (!handle || !name) return Fail("Nopen", ErrNullPointer);
-    int16_t slot;
-    void* block;
-    Code code = SlotAlloc(&slot, SlotNdx, sizeof(NdxFile), &block);
-    *handle = static_cast<uint16_t>(slot);
-    if (code < 0) return Pass("Nopen");
-
-    auto& index = *static_cast<NdxFile*>(block);
-    code = OpenIndex(index, slot, name, mode);
-    if (code >= 0) return code;
-    if (index.handle != NoFile) {
-        SetCode(0);
-        Hclose(index.handle);
-    }
-    ReleaseIndex(index, slot);
-    *handle = NoFile;
-    return SetCode(code);
+    return OpenIndexFile<NdxFile>("Nopen", SlotNdx, handle, name, [&](NdxFile& index, int slot) {
+        return OpenIndex(index, slot, name, mode);
+    });
 }
 
 int32_t ZB_CALL ZBDNCLOSE(int16_t handle) {
@@ -319,9 +295,7 @@ int32_t ZB_CALL ZBDNCLOSE(int16_t handle) {
     if (!done) return CurrentCode();
     if (index->headerDirty && WriteHeaderFields(index->handle, 0, {index->rootPage, index->pageCount}) < 0)
         return Pass("Nclose");
-    if (Hclose(index->handle) < 0) return Pass("Nclose");
-    ReleaseIndex(*index, handle);
-    return CurrentCode();
+    return CloseIndexFile("Nclose", *index, handle);
 }
 
 int32_t ZB_CALL ZBDNHGET(int16_t handle) {
@@ -330,25 +304,12 @@ int32_t ZB_CALL ZBDNHGET(int16_t handle) {
     return Nhget(*index);
 }
 
-int32_t ZB_CALL ZBDNEXPR(int16_t handle, char* text) {
-    if (!text) return Fail("Nexpr", ErrNullPointer);
-    NdxFile* index = Nslock(handle);
-    if (!index) return Pass("Nexpr");
-    strcpy(text, index->expression);
-    return CurrentCode();
-}
+int32_t ZB_CALL ZBDNEXPR(int16_t handle, char* text) { return GiveExpression("Nexpr", Nslock, handle, text); }
 
 int32_t ZB_CALL ZBDNINFO(int16_t handle, ZbNdxInfo* info) {
-    if (!info) return Fail("Ninfo", ErrNullPointer);
-    NdxFile* index = Nslock(handle);
-    if (!index) return Pass("Ninfo");
-    strcpy(info->fileName, index->fileName);
-    info->accessFlags = AccessFlags(info->accessFlags, index->flags);
-    info->keyLength = index->keyBytes;
+    NdxFile* index = BeginInfo("Ninfo", Nslock, handle, info);
+    if (!index) return CurrentCode();
     info->keyType = index->keyType == NdxCharacter ? 'C' : 'N';
     info->keyFlags = index->unique & 1 ? 0x0080 : 0;
-    info->reportedFlag = index->reportedFlag;
-    info->expressionLength = static_cast<uint16_t>(strlen(index->expression));
-    CopyExpression(info->expression, index->expression);
     return CurrentCode();
 }

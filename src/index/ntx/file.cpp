@@ -2,6 +2,7 @@
 #include "core/ascii.h"
 #include "file/operations.h"
 #include "file/path.h"
+#include "index/frame.h"
 #include "index/ntx/ntx.h"
 
 namespace zb {
@@ -136,11 +137,6 @@ Code Ckfreepage(NtxFile& index, uint32_t offset) {
 
 namespace {
 
-void ReleaseIndex(NtxFile& index, int slot) {
-    index.pool.Close();
-    SlotRelease(slot);
-}
-
 Code CheckHeader(const NtxFile& index, const uint8_t* header) {
     int length = static_cast<int16_t>(index.keyBytes);
     if (length < MinKeyLength || length > MaxKeyLength) return Fail("Copen", ErrKeyLength);
@@ -156,7 +152,6 @@ Code CheckHeader(const NtxFile& index, const uint8_t* header) {
 
 Code OpenIndex(NtxFile& index, int slot, const char* name, uint16_t mode) {
     mode = NormalMode(mode);
-    index.handle = NoFile;
     if (Hopen(&index.handle, name, mode, &index.flags, slot) < 0) return Pass("Copen");
     switch (mode & 0xFF) {
         case 0:
@@ -191,11 +186,7 @@ Code OpenIndex(NtxFile& index, int slot, const char* name, uint16_t mode) {
 
 }  // namespace
 
-Code NtxQuickClose(int handle) {
-    NtxFile* index = Cslock(handle);
-    if (!index) return Pass("Cqclose");
-    return Hclose(index->handle) < 0 ? Pass("Cqclose") : CurrentCode();
-}
+Code NtxQuickClose(int handle) { return QuickCloseIndex("Cqclose", Cslock(handle)); }
 
 }  // namespace zb
 
@@ -246,24 +237,9 @@ int32_t ZB_CALL ZBDCCREATE(const char* name, int16_t keyType, char* expression, 
 }
 
 int32_t ZB_CALL ZBDCOPENX(uint16_t* handle, const char* name, uint16_t mode) {
-    if (Pending()) return Pass("Copen");
-    if (!handle || !name) return Fail("Copen", ErrNullPointer);
-    int16_t slot;
-    void* block;
-    Code code = SlotAlloc(&slot, SlotNtx, sizeof(NtxFile), &block);
-    *handle = static_cast<uint16_t>(slot);
-    if (code < 0) return Pass("Copen");
-
-    auto& index = *static_cast<NtxFile*>(block);
-    code = OpenIndex(index, slot, name, mode);
-    if (code >= 0) return code;
-    if (index.handle != NoFile) {
-        SetCode(0);
-        Hclose(index.handle);
-    }
-    ReleaseIndex(index, slot);
-    *handle = NoFile;
-    return SetCode(code);
+    return OpenIndexFile<NtxFile>("Copen", SlotNtx, handle, name, [&](NtxFile& index, int slot) {
+        return OpenIndex(index, slot, name, mode);
+    });
 }
 
 int32_t ZB_CALL ZBDCCLOSE(int16_t handle) {
@@ -274,9 +250,7 @@ int32_t ZB_CALL ZBDCCLOSE(int16_t handle) {
         index->version++;
         if (WriteHeader(*index, VersionAt, VolatileEnd) < 0) return Pass("Cclose");
     }
-    if (Hclose(index->handle) < 0) return Pass("Cclose");
-    ReleaseIndex(*index, handle);
-    return CurrentCode();
+    return CloseIndexFile("Cclose", *index, handle);
 }
 
 int32_t ZB_CALL ZBDCHGET(int16_t handle) {
@@ -285,27 +259,14 @@ int32_t ZB_CALL ZBDCHGET(int16_t handle) {
     return Chget(*index) < 0 ? CurrentCode() : TakeLength(*index);
 }
 
-int32_t ZB_CALL ZBDCEXPR(int16_t handle, char* text) {
-    if (!text) return Fail("Cexpr", ErrNullPointer);
-    NtxFile* index = Cslock(handle);
-    if (!index) return Pass("Cexpr");
-    strcpy(text, index->expression);
-    return CurrentCode();
-}
+int32_t ZB_CALL ZBDCEXPR(int16_t handle, char* text) { return GiveExpression("Cexpr", Cslock, handle, text); }
 
 int32_t ZB_CALL ZBDCINFO(int16_t handle, ZbNtxInfo* info) {
-    if (!info) return Fail("Cinfo", ErrNullPointer);
-    NtxFile* index = Cslock(handle);
-    if (!index) return Pass("Cinfo");
+    NtxFile* index = BeginInfo("Cinfo", Cslock, handle, info);
+    if (!index) return CurrentCode();
     bool descends = strncmp(index->expression, "DESCEND", 7) == 0;
-    strcpy(info->fileName, index->fileName);
-    info->accessFlags = AccessFlags(info->accessFlags, index->flags);
-    info->keyLength = index->keyBytes;
     info->keyType = '?';
     info->keyFlags = static_cast<uint16_t>((index->unique & 1 ? 0x0080 : 0) | (descends ? 0x0100 : 0));
     info->decimals = index->decimals;
-    info->reportedFlag = index->reportedFlag;
-    info->expressionLength = static_cast<uint16_t>(strlen(index->expression));
-    CopyExpression(info->expression, index->expression);
     return CurrentCode();
 }
