@@ -14,7 +14,10 @@
     COMMAND(Set)             \
     COMMAND(Delete)          \
     COMMAND(Recall)          \
-    COMMAND(Pack)
+    COMMAND(Pack)            \
+    COMMAND(Index)           \
+    COMMAND(Find)            \
+    COMMAND(Eval)
 
 namespace tool {
 

@@ -69,6 +69,7 @@ class Data {
     size_t FieldNumber(const std::string& fieldName) const;  // throws when there is none
     uint32_t count() const;
     int dialect() const { return info.dialect; }
+    int16_t id() const { return handle; }  // as the library knows it
     bool hasMemo() const { return info.hasMemo != 0; }
     const ZbDataInfo& state() const { return info; }
     bool lengthFits() const { return !oddLength; }
@@ -90,12 +91,16 @@ class Data {
     // program keeps the lock for longer than the wait.
     void LockForAppend();
     void UnlockForAppend();
+    // Until the close: others may read and lock records no more, or may no more change the table.
+    void LockWhole() { LockUntilClose(2); }
+    void LockShared() { LockUntilClose(4); }
     void LockRecord(uint32_t record);
     void UnlockRecord(uint32_t record);
 
   private:
     void Open(Access access);
     void Describe();
+    void LockUntilClose(int16_t kind);
 
     std::string name;
     OpenOptions options;

@@ -29,8 +29,9 @@ struct Survey {
     uint32_t pages = 0;      // reached, from the root
     uint32_t freePages = 0;  // on the free chain, or marked as free
     int levels = 0;
-    std::vector<std::string> faults;  // broken rules of the format
-    std::vector<std::string> notes;   // what is odd and allowed
+    std::vector<std::string> faults;   // broken rules of the format
+    std::vector<std::string> hazards;  // allowed, and yet the library stops there
+    std::vector<std::string> notes;    // what is odd and allowed
 };
 
 // Receives each entry in index order.
