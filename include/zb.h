@@ -247,6 +247,13 @@ enum ZbOpenMode {
     ZB_Production = 0x0200  /* creation: set the production-index byte */
 };
 
+/* Options of the memo calls. */
+enum ZbMemoOption {
+    ZB_MemoNew = 0,          /* ZBDTRPUT, ZBDWRPUT: write a new memo */
+    ZB_MemoReplace = 0x0100, /* ZBDTRPUT, ZBDWRPUT: replace the memo at the block given */
+    ZB_MemoUnwrap = 0x0100   /* ZBDTRGET, ZBDTRGETH: take the soft returns out */
+};
+
 enum ZbDialect {
     ZB_DialectClassic = 1,
     ZB_DialectDb4 = 2,
@@ -793,28 +800,147 @@ ZB_API int32_t ZB_CALL ZBCTIGET(int16_t* hours, int16_t* minutes, int16_t* secon
 /* The local time as text: ZBCTIGET, then ZBCTI2S. */
 ZB_API int32_t ZB_CALL ZBCTSGET(char* text, int16_t style);
 
-/* ---- DBT memo files ---- */
+/* ---- DBT memo files ----
+ *
+ * A memo field of a data record holds the number of the memo's first block; the
+ * host moves it between the two. Two layouts share these calls: the dialect 2
+ * has counted memos and a chain of free blocks, the dialects 1, 3, 5, 6, 7 and
+ * 66 have memos that end with the byte 0x1A, which no text may contain.
+ *
+ * A memo file takes no locks of its own: a host that shares one writes only
+ * while it holds a lock on the data file. docs/memo.md tells which sequences of
+ * writes keep every memo whole; some do not.
+ *
+ * A handle that isn't one of an open .DBT file gives ZB_ErrBadHandle.
+ */
 
+/* ZBDTCREATEX with multiplier 1 and dialect 1. */
 ZB_API int32_t ZB_CALL ZBDTCREATE(const char* path);
+
+/* Creates a memo file, or empties the one that is there, and leaves it closed.
+ * `multiplier`, 1 to 32, gives blocks of 512 times that many bytes in dialect 2;
+ * it must be in range in the others too (ZB_ErrBlockSize). A dialect without a
+ * layout gives ZB_ErrFileType and leaves an empty file. ZB_ErrBadName for an
+ * empty name, ZB_ErrOpen for one that can't be created, ZB_ErrWrite. */
 ZB_API int32_t ZB_CALL ZBDTCREATEX(const char* path, int16_t multiplier, int16_t dialect);
+
+/* Opens a memo file. The low byte of `mode` is the dialect, with 0 for 1; of the
+ * bits above, ZB_ReadOnly, ZB_Shared and ZB_OpenShared count. A file that can't be
+ * had as asked is opened for reading and shared, which ZBDTINFO tells.
+ * ZB_ErrOpen; ZB_ErrBadName for a name that is empty or longer than 260 bytes;
+ * ZB_ErrFileType for a dialect without a layout; ZB_ErrMemoShort for a file
+ * below 24 bytes; in dialect 2 ZB_ErrBlockSize for a block size outside 512 to
+ * 16384, ZB_ErrBadSignature for wrong marks. These failures and ZB_ErrNoSlot
+ * store -1 in `memo`; a pending code and null pointers leave it alone. */
 ZB_API int32_t ZB_CALL ZBDTOPENX(int16_t* memo, const char* path, uint16_t mode);
+
+/* Closes the file and gives the handle up, also when the platform fails at it
+ * (ZB_ErrBadHandle). */
 ZB_API int32_t ZB_CALL ZBDTCLOSE(int16_t memo);
+
+/* Reads the number of the next block and the file's size again, as every read
+ * and write does by itself. */
 ZB_API int32_t ZB_CALL ZBDTHGET(int16_t memo);
+
+/* Reads the memo that begins at `block`. `text` receives the address of a
+ * zero-terminated copy, which the caller frees with ZBMFREE, or null on every
+ * failure. `option` is 0 for the text as it is stored, or ZB_MemoUnwrap to take
+ * out each byte 0x8D with the one behind it; any other gives ZB_ErrBadOption.
+ * ZB_ErrSeek for a block below 1, or far outside the file; ZB_ErrRead where the
+ * memo can't be read, or is counted and longer than 32,767 bytes;
+ * ZB_ErrStructure where its end mark is missing or its length is negative;
+ * ZB_ErrFieldWidth where no end mark stands within 65,536 bytes. */
 ZB_API int32_t ZB_CALL ZBDTRGET(int16_t memo, int32_t block, void** text, int16_t option);
+
+/* The same with the handle of the copy's memory block, which the caller frees
+ * with _ZBMFREE; -1 on every failure. */
 ZB_API int32_t ZB_CALL ZBDTRGETH(int16_t memo, int32_t block, ZbBlock* text, int16_t option);
+
+/* Writes a memo. The high byte of `options` says how:
+ *   ZB_MemoNew      a new memo; its number is stored in `block`;
+ *   ZB_MemoReplace  in place of the memo at `*block`, which isn't checked. A text
+ *                   that doesn't fit becomes a new memo and changes `*block`.
+ * Others have no use: dialect 2 refuses them with ZB_ErrBadOption, the other
+ * dialects write at the next block without taking it. The low byte is the width
+ * at which lines are broken with the soft return 0x8D 0x0A: 0 for none, or 10 to
+ * 132, else ZB_ErrMemoWidth. Dialects 2 and 6 check it and store the text as it
+ * is. Lines are broken behind blanks, in a word only where it is longer than the
+ * width; a carriage return and the byte behind it end a line by themselves.
+ *
+ * A text goes to a replaced memo's place
+ *   - in dialect 2 when it fits what the old length makes of the memo's room,
+ *     which can come out too high or too low;
+ *   - else when it has at most 510 bytes or takes no more blocks than the old
+ *     one did, and always when it is wrapped, whatever stands behind the memo.
+ * What is left behind after a move is free in dialect 2 and dead elsewhere.
+ *
+ * ZB_ErrReadOnly; ZB_ErrRead for a place that can't be read; ZB_ErrWrite, also
+ * for a text of 32,768 bytes or more that isn't wrapped; ZB_ErrSeek;
+ * ZB_ErrStructure where the chain of free blocks runs in a circle. After a
+ * failed write the file's next block is as it was; a new memo's `*block` may
+ * then hold what is no block. */
 ZB_API int32_t ZB_CALL ZBDTRPUT(int16_t memo, int32_t* block, const char* text, uint16_t options);
+
+/* Tells how the file was opened. */
 ZB_API int32_t ZB_CALL ZBDTINFO(int16_t memo, ZbDbtInfo* info);
+
+/* Rewrites the memo file without dead space: the memos that the live records of
+ * `data` name are copied to a new file, their new block numbers are put into
+ * the records, and the new file takes the old one's name. The old one stays
+ * with the extension .BKT. The file is open shared afterwards, and `*memo` may
+ * have changed. Pointers in deleted records are left as they are and mean
+ * nothing any more.
+ *
+ * The whole data file is locked meanwhile, without looking at whether that was
+ * granted. ZB_ErrReadOnly; ZB_ErrBadName where a name is too long or the backup
+ * would be the file itself, and nothing is touched then. A failure later than
+ * that cleans nothing up. While the records are copied it leaves the data file
+ * locked, the work file (a number and .DBT in the same directory) open under a
+ * handle that is lost, and in the records done so far numbers of the work file:
+ * the host goes back to a copy of the data file. At the renames it leaves the
+ * names as they are at that moment and the memo file closed. */
 ZB_API int32_t ZB_CALL ZBDTPACK(int16_t data, int16_t* memo);
 
-/* ---- FPT memo files ---- */
+/* ---- FPT memo files ----
+ *
+ * The memos of dialects 4 and 8. What is said above about locks and handles
+ * holds here. There are no free blocks, no wrapping and no read options.
+ */
 
+/* Creates a memo file, or empties the one that is there, and leaves it closed.
+ * `size` 1 to 32 gives blocks of that many times 512 bytes, 33 to 511 blocks of
+ * that many bytes; any other gives ZB_ErrBlockSize. Otherwise as ZBDTCREATEX. */
 ZB_API int32_t ZB_CALL ZBDWCREATE(const char* path, int16_t size);
+
+/* Opens a memo file, as ZBDTOPENX does. The low byte of `mode` is 0 or 4, else
+ * ZB_ErrFileType. ZB_ErrMemoShort for a file below 512 bytes, ZB_ErrBlockSize for
+ * a block size outside 33 to 16384. */
 ZB_API int32_t ZB_CALL ZBDWOPENX(int16_t* memo, const char* path, uint16_t mode);
+
+/* As ZBDTCLOSE. */
 ZB_API int32_t ZB_CALL ZBDWCLOSE(int16_t memo);
+
+/* Reads the number of the next block again, as every read and write does by itself. */
 ZB_API int32_t ZB_CALL ZBDWHGET(int16_t memo);
+
+/* Reads the memo that begins at `block`, as ZBDTRGET does with option 0.
+ * ZB_ErrSeek for a block below 1 or not below the next new one; ZB_ErrRead where
+ * the memo can't be read or is longer than 32,767 bytes; ZB_ErrStructure for a
+ * negative length. */
 ZB_API int32_t ZB_CALL ZBDWRGET(int16_t memo, int32_t block, void** text);
+
+/* Writes a memo: ZB_MemoNew stores its number in `block`, ZB_MemoReplace writes
+ * over the memo at `*block`, which isn't checked, or, when the text doesn't fit,
+ * as a new one. Any other option gives ZB_ErrBadOption. The file is cut or
+ * extended to end where a new memo begins. ZB_ErrReadOnly, ZB_ErrRead,
+ * ZB_ErrWrite (also for a text of 32,768 bytes or more), ZB_ErrSeek; the next
+ * block in the file is then as it was, its size may not be. */
 ZB_API int32_t ZB_CALL ZBDWRPUT(int16_t memo, int32_t* block, const char* text, int16_t option);
+
+/* Tells how the file was opened. */
 ZB_API int32_t ZB_CALL ZBDWINFO(int16_t memo, ZbFptInfo* info);
+
+/* As ZBDTPACK, with a work file .FPT. */
 ZB_API int32_t ZB_CALL ZBDWPACK(int16_t data, int16_t* memo);
 
 /* ---- expressions ----
@@ -950,83 +1076,471 @@ ZB_API int32_t ZB_CALL ZBDNKNUM(void* key, double value);
 ZB_API int32_t ZB_CALL ZBDNKDATE(void* key, const char* text, int16_t style);
 ZB_API int32_t ZB_CALL _ZBDNKCMP(const void* a, const void* b, int16_t type, int16_t length);
 
-/* ---- NTX indexes ---- */
+/* ---- NTX indexes ----
+ *
+ * One key a file, in pages of 1024 bytes, with the keys as text of the index's
+ * key length: characters filled with blanks, dates as yyyymmdd, numbers filled
+ * with zeros. Keys sort by their bytes. The file doesn't tell the key's type.
+ *
+ * Between calls an index is a position: a key and a record number, or none
+ * after the open. Every call sees the file as it is then and finds the position
+ * again from the root. An index takes no locks: a host that shares one changes it
+ * only while it holds a lock on the data file. Changes are written at once;
+ * after a failed add or delete what was written stays written. docs/ntx.md tells
+ * the format, and what an index made by ZBDCINDEX can be used for.
+ *
+ * Below `key` is the caller's buffer of key length + 1 bytes. A handle that isn't
+ * an open NTX file gives ZB_ErrBadHandle; a page outside the file ZB_ErrSeek, and
+ * one whose contents can't be right ZB_ErrStructure. A null pointer is looked at
+ * before the handle.
+ */
 
+/* Creates an empty index, or replaces the file that is there, and leaves it
+ * closed. Blanks are removed from `expression` in place; at most 255 characters
+ * may remain (ZB_ErrExpression). The low byte of `keyType` is a letter, in either
+ * case, plus 0x80 for a unique index:
+ *
+ *   'C'  keyLength 1 to 100, decimals ignored
+ *   'D'  both ignored: 8 and 0
+ *   'N'  keyLength 1 to 19, decimals 0 to keyLength - 2 and to 15, so that the
+ *        shortest is 2 with 0
+ *
+ * ZB_ErrKeyType, ZB_ErrKeyLength, ZB_ErrFieldDecimals; ZB_ErrBadName for an empty
+ * name; ZB_ErrOpen; ZB_ErrWrite, after which the file is left. */
 ZB_API int32_t ZB_CALL ZBDCCREATE(const char* name, int16_t keyType, char* expression, int16_t keyLength,
                                   int16_t decimals);
+
+/* Opens an index. The low byte of `mode` is 0, 5 or 6, else ZB_ErrFileType; of
+ * the bits above ZB_ReadOnly, ZB_Shared and ZB_OpenShared count. A file that
+ * can't be had as asked is opened for reading and shared, which ZBDCINFO tells.
+ *
+ * ZB_WarnFileSize: the file is open, but isn't whole pages; it can't grow.
+ * ZB_ErrOpen; ZB_ErrBadName for a name that is empty or longer than 260 bytes;
+ * ZB_ErrRead for a file below 280 bytes. A header that isn't one gives, in this
+ * order, ZB_ErrKeyLength, ZB_ErrKeySize, ZB_ErrRootPage, ZB_ErrKeysPerPage,
+ * ZB_ErrHalfPage, ZB_ErrExpression. These failures, ZB_ErrNoSlot and ZB_ErrMemory
+ * store 65535 in `index`; a pending failure and null pointers leave it alone. */
 ZB_API int32_t ZB_CALL ZBDCOPENX(uint16_t* index, const char* name, uint16_t mode);
+
+/* Closes an index. After a failure it is still open. */
 ZB_API int32_t ZB_CALL ZBDCCLOSE(int16_t index);
+
+/* Tells about an open index. */
 ZB_API int32_t ZB_CALL ZBDCINFO(int16_t index, ZbNtxInfo* info);
+
+/* Reads the root, the free chain and the file's length again, as every key
+ * operation does by itself. ZB_ErrRead, ZB_ErrSeek. */
 ZB_API int32_t ZB_CALL ZBDCHGET(int16_t index);
+
+/* Copies the key expression with its terminator; `text` holds 256 bytes. */
 ZB_API int32_t ZB_CALL ZBDCEXPR(int16_t index, char* text);
+
+/* Creates an index as ZBDCCREATE does, with its arguments and codes, and fills it
+ * from all records of a data file, deleted ones too; equal keys stand in the
+ * order of their records. The data file is locked meanwhile, if that can be had.
+ * `expression` is left in upper case if there are records. A work file
+ * "stacks.tmp" stands in the current directory while it runs, so no two builds
+ * may run in one directory.
+ *
+ * An expression that is just a field's name takes the key from the record as it
+ * stands: `keyLength` bytes from where a character or date field begins (bytes
+ * behind the field, if it is shorter); a number with zeros for its leading blanks
+ * if field and key agree in length and decimals, and else written anew. A
+ * negative number becomes its digits complemented as by ZBDCKNUM and filled with
+ * bytes 0x5C. Other field types give keys of zero bytes. Any other expression gives
+ * the keys of ZBDCKMAKE, filled with blanks.
+ *
+ * ZB_ErrExpression for a number that is longer than the key; ZB_ErrOpen if the
+ * work file can't be created; ZB_ErrMemory; ZB_ErrRead, ZB_ErrWrite, ZB_ErrSeek.
+ * After a failure neither the index nor the work file is left, except that
+ * arguments refused by ZBDCCREATE leave an old file as it was. */
 ZB_API int32_t ZB_CALL ZBDCINDEX(int16_t data, const char* name, int16_t keyType, char* expression,
                                  int16_t keyLength, int16_t decimals);
+
+/* Adds an entry. The key ends at its first zero byte or at the key length and is
+ * filled with blanks. Among equal keys it goes behind the others, in a unique
+ * index in front of them: nothing is refused. The position stays where it is.
+ * The entry must not be there yet: adding one again that stands in an interior
+ * page cuts off a part of the tree. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDCKADD(int16_t index, const void* key, uint32_t recordNo);
+
+/* Deletes an entry; the position stays where it is. In a unique index the record
+ * number isn't looked at, and the first key that begins with the one given goes.
+ * ZB_KeyNear if there is no such entry, ZB_KeyEmpty for an empty index: then
+ * nothing is written. ZB_KeyEnd for a key below all others: the first entry has
+ * been deleted. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDCKDEL(int16_t index, const void* key, uint32_t recordNo);
+
+/* Finds an entry and makes it the position. With `mode` 2 the whole key, filled
+ * with blanks, and the record number are looked for; with any other the first key
+ * that begins with the text given.
+ *
+ * 0: found, with the stored key, to which no terminator is added, and its record
+ * number. ZB_KeyNear: not found; the entry before its place. A key below all others
+ * gives 0 and the first entry. ZB_KeyEmpty leaves the buffers alone. */
 ZB_API int32_t ZB_CALL ZBDCKFIND(int16_t index, void* key, uint32_t* recordNo, int16_t mode);
+
+/* Go to the first and the last entry, and make it the position. The key comes with
+ * a terminator. ZB_KeyEmpty leaves the buffers alone. */
 ZB_API int32_t ZB_CALL ZBDCKTOP(int16_t index, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDCKBOT(int16_t index, void* key, uint32_t* recordNo);
+
+/* Go one entry on or back. Without a position they go to the first or last entry.
+ * ZB_KeyEnd at an end, with the entry there once more. ZB_KeyNear: the entry of the
+ * position had gone, and the step was made from the one before it; if it was the
+ * first, the new first entry is given. In an index that has been emptied
+ * ZB_KeyEnd, and the buffers are left alone. */
 ZB_API int32_t ZB_CALL ZBDCKNEXT(int16_t index, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDCKPREV(int16_t index, void* key, uint32_t* recordNo);
+
+/* Gives the entry of the position; if that has gone, ZB_KeyNear with the one before
+ * it, or the first. ZB_KeyNear also without a position: the buffers are left alone
+ * and become the position. ZB_KeyEmpty leaves them alone. */
 ZB_API int32_t ZB_CALL ZBDCKCUR(int16_t index, void* key, uint32_t* recordNo);
+
+/* Make the key of a data file's current record, in a memory block of the
+ * caller's: by address, to be freed with ZBMFREE, or by handle, to be freed with
+ * _ZBMFREE. Texts come as they are, neither cut nor filled; dates as yyyymmdd. A
+ * negative number keeps its minus sign, unlike one of ZBDCKNUM, and sorts
+ * accordingly. ZB_ErrExpression, also for a result of another type and for a
+ * number longer than the key; ZB_ErrBadDate, also for a blank date. On failure
+ * null or -1 is stored. */
 ZB_API int32_t ZB_CALL ZBDCKMAKE(int16_t data, int16_t index, void** key);
 ZB_API int32_t ZB_CALL ZBDCKMAKEH(int16_t data, int16_t index, ZbBlock* key);
+
+/* Writes a number as a key, with a terminator. A negative one loses its sign and
+ * gets its digits complemented, so that it sorts before the others; it is a byte
+ * shorter. ZB_ErrExpression if its text, the sign included, is longer than the
+ * key, and for an infinity or NaN: `key` is left alone then. `key` is looked at
+ * after the handle. */
 ZB_API int32_t ZB_CALL ZBDCKNUM(int16_t index, void* key, double value);
+
+/* Writes a date text of a style as a key of 8 characters with a terminator; `key`
+ * holds 10 bytes. A blank date gives 8 blanks, leaves byte 8 alone and puts the
+ * terminator at byte 9. Needs no index. ZB_ErrBadDate, ZB_ErrBadOption. */
 ZB_API int32_t ZB_CALL ZBDCKDATE(void* key, const char* text, int16_t style);
 
-/* ---- IDX indexes ---- */
+/* ---- IDX indexes ----
+ *
+ * A standard file holds whole keys and can be searched, walked and changed. A
+ * compact file packs its leaves: this library builds them for other programs,
+ * gives their record numbers in order, each with a key of fill bytes, and can
+ * neither find their keys nor change them to any good. docs/idx.md tells the
+ * formats, what each kind of file is good for, and how a built standard file is
+ * made whole for programs that search it in other ways.
+ *
+ * Keys have the key length exactly: character keys as they stand (the caller
+ * pads them; whatever follows a zero byte is compared too), `L` keys T or F,
+ * numbers and dates 8 bytes as ZBDIKNUM and ZBDIKDATE make them. All compare as
+ * unsigned bytes. A buffer that receives a key holds one byte more, for the zero
+ * behind a key of type C; keys of other types get none. The type isn't in the
+ * file: ZBDIKTYPE tells it after each open.
+ *
+ * The position is a key and a record number, none at first, and is found again
+ * at each step, so a change by others doesn't lose it. Every call reads the
+ * header again and keeps no page; no call locks anything: a host that shares an
+ * index holds a lock on the data file around its changes.
+ *
+ * Every function with a handle returns ZB_ErrBadHandle for one that isn't an
+ * open IDX file, a failure that stands before it has looked at the handle, and
+ * ZB_ErrOpen after ZBDQCLOSE. Null pointers are looked at first of all. Calls
+ * that reach pages give ZB_ErrSeek for one outside the file or between pages,
+ * ZB_ErrStructure for one that can't be what it is taken for and for pages in a
+ * circle, ZB_ErrRead and ZB_ErrWrite. The position is left alone on failure.
+ */
 
+/* What is added to the letter of the key type in the type word. */
+enum ZbIdxType {
+    ZB_IdxUnique = 0x0080, /* chooses how equal keys are found; refuses none */
+    ZB_IdxCompact = 0x0400,
+};
+
+/* Creates an empty index, replacing a file of that name without a question; open
+ * it afterwards with ZBDIOPENX. The type is C, D, L or N in either case, else
+ * ZB_ErrKeyType. `keyLength` counts for C alone, 1 to 100, else
+ * ZB_ErrKeyLength; D and N have 8, L has 1. All blanks are taken out of the
+ * expression in the caller's buffer; more than 220 characters are left:
+ * ZB_ErrExpression. (One of exactly 220 makes a file that can't be opened.)
+ * ZB_ErrBadName, ZB_ErrOpen; ZB_ErrWrite leaves the file as far as it got. */
 ZB_API int32_t ZB_CALL ZBDICREATE(const char* name, uint16_t typeWord, char* expression, int16_t keyLength);
+
+/* Opens an index. The low byte of `mode` must be 0, 3, 4 or 8 and has no effect,
+ * else ZB_ErrFileType; ZB_ReadOnly, ZB_Shared and ZB_OpenShared count. A file that
+ * can't be had as asked is opened for reading and shared, which ZBDIINFO tells.
+ * ZB_ErrOpen, ZB_ErrBadName, ZB_ErrNoSlot, ZB_ErrMemory; ZB_ErrRead for a file
+ * shorter than its header; ZB_ErrKeyLength; ZB_ErrExpression for one of 220
+ * characters or more; ZB_ErrRootPage for a root outside the file. On failure
+ * the handle is 65535; a null argument or a failure that stood before leave it
+ * alone. */
 ZB_API int32_t ZB_CALL ZBDIOPENX(uint16_t* index, const char* name, uint16_t mode);
+
+/* Closes an index. After a failure it is still open. */
 ZB_API int32_t ZB_CALL ZBDICLOSE(int16_t index);
+
+/* Tells about an open index. */
 ZB_API int32_t ZB_CALL ZBDIINFO(int16_t index, ZbIdxInfo* info);
+
+/* Reads the header's changing fields again, as every key operation does. */
 ZB_API int32_t ZB_CALL ZBDIHGET(int16_t index);
+
+/* Copies the key expression with its terminator, 220 bytes at most. */
 ZB_API int32_t ZB_CALL ZBDIEXPR(int16_t index, char* text);
+
+/* Tells the type of the keys: C, D, L or N in either case. Of a compact file it
+ * sets what its keys read as, blanks for C and otherwise zeros, which they are
+ * before. ZB_ErrKeyType for any other, which ZBDIINFO shows all the same. */
 ZB_API int32_t ZB_CALL ZBDIKTYPE(int16_t index, int16_t keyType);
+
+/* Creates an index and fills it with the keys of all records of a data file,
+ * deleted ones too. The four arguments behind the data file are those of
+ * ZBDICREATE; the expression also becomes upper case. The data file is locked
+ * meanwhile (ZBDDLOCK, kind 2) if the lock can be had. Equal keys stand in order
+ * of their record numbers.
+ *
+ * Where the expression is the name of a field the key is made of it directly: of
+ * C fields the bytes, followed by what stands behind the field where the key is
+ * longer; of D fields the day count, for a blank date that of the year 0 without
+ * month and day; of N fields the number. Fields of other types give keys of zero
+ * bytes. Every other expression is evaluated as by ZBDIKMAKE.
+ *
+ * ZB_ErrOpen, ZB_ErrRead, ZB_ErrWrite and ZB_ErrSeek also come from the work file
+ * "stacks.tmp" in the current directory, where two builds at once disturb each
+ * other; ZB_ErrMemory; the codes of ZBDICREATE, ZBDIOPENX, ZBDDRGET, ZBDIKMAKE and
+ * ZBCDS2I. After a failure that came once the index was created no index is
+ * left; the work file is removed in any case. */
 ZB_API int32_t ZB_CALL ZBDIINDEX(int16_t data, const char* name, uint16_t typeWord, char* expression,
                                  int16_t keyLength);
+
+/* Adds a key for a record. Equal keys stand in order of arrival; in a unique index
+ * the new one goes before the others. Nothing is refused: look first where a key
+ * may be there already. ZB_ErrReadOnly. A failure may leave the change half
+ * written. In a compact file the key goes behind the last entry, and what follows
+ * is of no use but to the curious. */
 ZB_API int32_t ZB_CALL ZBDIKADD(int16_t index, const void* key, uint32_t recordNo);
+
+/* Deletes a key of a record; in a unique index the first equal one, whatever its
+ * record. ZB_KeyNear: it isn't there, nothing is changed. ZB_KeyEnd: it sorts
+ * before all keys, and the first key was deleted. ZB_KeyEmpty. ZB_ErrReadOnly. A
+ * failure may leave the change half written. In a compact file the leaf loses its
+ * last entry, whichever was meant. */
 ZB_API int32_t ZB_CALL ZBDIKDEL(int16_t index, const void* key, uint32_t recordNo);
+
+/* Finds a key, in mode 2 with the record number given too, and makes what it
+ * found the position. 0: key and record number are those found; or the key sorts
+ * before all, and they are those of the first. ZB_KeyNear: those of the last
+ * entry before it. ZB_KeyEmpty leaves both alone. */
 ZB_API int32_t ZB_CALL ZBDIKFIND(int16_t index, void* key, uint32_t* recordNo, int16_t mode);
+
+/* Go to the first or the last key. ZB_KeyEmpty leaves key and record number
+ * alone, and makes them the position. */
 ZB_API int32_t ZB_CALL ZBDIKTOP(int16_t index, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDIKBOT(int16_t index, void* key, uint32_t* recordNo);
+
+/* Go one key on or back from the position; without one to the first or the last
+ * key. ZB_KeyEnd: there is none, and the key is the last (the first) again.
+ * ZB_KeyNear: the position's key has gone, and the step was made from the entry
+ * before it; or it sorted before all others, and the key is the first. */
 ZB_API int32_t ZB_CALL ZBDIKNEXT(int16_t index, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDIKPREV(int16_t index, void* key, uint32_t* recordNo);
+
+/* Finds the position again and gives its key and record number. ZB_KeyNear: its
+ * key has gone, and the entry before it is the position now; or there was no
+ * position, and what the buffers hold becomes it. */
 ZB_API int32_t ZB_CALL ZBDIKCUR(int16_t index, void* key, uint32_t* recordNo);
+
+/* Makes the key of the data file's current record: evaluates the index's
+ * expression, and puts the value into the form of a key (a date by the date style
+ * in use). `key` receives its address, which the caller frees with ZBMFREE, or
+ * null on failure. A text is as long as the expression gives it.
+ * ZB_ErrExpression also for a value of type F. */
 ZB_API int32_t ZB_CALL ZBDIKMAKE(int16_t data, int16_t index, void** key);
+
+/* The same with the handle of the memory block, which the caller frees with
+ * _ZBMFREE; -1 on failure. */
 ZB_API int32_t ZB_CALL ZBDIKMAKEH(int16_t data, int16_t index, ZbBlock* key);
+
+/* Writes a number as the 8 bytes of a key. */
 ZB_API int32_t ZB_CALL ZBDIKNUM(void* key, double value);
+
+/* Writes a date, a text in a style from 1 to 15, as the 8 bytes of a key; a blank
+ * one as the number 0. ZB_ErrBadDate, ZB_ErrBadOption. */
 ZB_API int32_t ZB_CALL ZBDIKDATE(void* key, const char* text, int16_t style);
 
 /* ---- MDX files and tags ---- */
 
+/* An MDX file holds up to 47 indexes, called tags, over one data file. A file
+ * handle is a small integer like any other; a tag is attached by ZBDMTUSE, which
+ * gives a tag handle: the tag's number in the high 16 bits, the file handle in
+ * the low 16, or -1 for none. Handles don't follow a tag whose number changes
+ * (see ZBDMTERASE).
+ *
+ * The calls on files and tags need a file handle (else ZB_ErrBadHandle), and
+ * those on tags an attached one: ZB_ErrTagHandle for a number outside 1 to 47,
+ * ZB_ErrLockBlock for a tag that isn't attached. Damage that a call meets is
+ * ZB_ErrSeek for a page outside the file and ZB_ErrStructure for whatever else
+ * can't be. Changes reach the file page by page as they happen; none is undone
+ * when a later one fails. Nothing here locks the MDX file: programs that share
+ * it agree by locks on the data file.
+ *
+ * ZBDQCLOSE doesn't give up MDX files; they go on working. */
+
+/* ZBDMCREATEX with the production flag set. */
 ZB_API int32_t ZB_CALL ZBDMCREATE(const char* path, int32_t multiplier);
+
+/* Creates a file without tags and leaves it closed. Its blocks are `multiplier`
+ * times 512 bytes, 1 to 32 (ZB_ErrBlockSize). Bit 0x200 of `option` sets the
+ * production flag. An existing file is emptied.
+ *
+ * The file's name without directory and extension goes into the header, upper
+ * case; more than 8 characters are refused with ZB_ErrBadName, after the file
+ * was made: it stays, empty, and stays open until the process ends.
+ *
+ * The header holds today's date, and the format takes years from 1980 to 2019
+ * alone: a file that is made today can't be opened (ZB_ErrHeaderDate). A host
+ * that wants one sets the environment variable ZB_TODAY to a day of those years
+ * before the call. */
 ZB_API int32_t ZB_CALL ZBDMCREATEX(const char* path, int16_t multiplier, uint16_t option);
+
+/* Opens a file. The low byte of `mode` is 0 or 2 (else ZB_ErrFileType); above it
+ * ZB_ReadOnly, ZB_Shared or ZB_OpenShared. ZB_WarnFileSize when the length isn't
+ * what the header says: the file is open all the same.
+ *
+ * The header is tested in this order: version (ZB_ErrFileType), date
+ * (ZB_ErrHeaderDate), block size (ZB_ErrBlockSize, ZB_ErrMdxBlock), tag table
+ * (ZB_ErrMdxTagTable, ZB_ErrMdxTagSlot), tag count (ZB_ErrMdxTagCount), end of
+ * the file (ZB_ErrHeaderLength). A path of more than 260 bytes gives
+ * ZB_ErrBadName. On these failures `file` is -1; a null pointer or a failure that
+ * stood before leave it alone. The tag table is read here and not again. */
 ZB_API int32_t ZB_CALL ZBDMOPENX(int16_t* file, const char* path, uint16_t mode);
+
+/* Detaches all tags and closes the file. */
 ZB_API int32_t ZB_CALL ZBDMCLOSE(int16_t file);
+
+/* Tells about the file. A null pointer isn't logged. */
 ZB_API int32_t ZB_CALL ZBDMINFO(int16_t file, ZbMdxInfo* info);
+
+/* Creates an empty tag and leaves it unattached. The name has 1 to 10 characters
+ * (ZB_ErrTagName) and is kept upper case. The low byte of `typeWord` is 'C', 'D'
+ * or 'N', in capital or small letters (ZB_ErrKeyType); 0x80 marks the tag as
+ * unique, which tells by what a key is found when it is added or deleted and
+ * keeps no equal key out; 0x100 is stored and reported. `keyLength`, 1 to 100
+ * (ZB_ErrKeyLength), counts for 'C'; a 'D' key has 8 bytes, an 'N' key 12.
+ *
+ * Blanks are removed from `expression` in place, whatever else happens but a bad
+ * name; 220 characters may be left (ZB_ErrExpression).
+ *
+ * A tag of that name is erased first and its number taken, also where something
+ * that is found out later fails; ZB_ErrTagInUse while it is attached. With 47
+ * tags there, ZB_ErrNoSlot. */
 ZB_API int32_t ZB_CALL ZBDMTNEW(int16_t file, const char* tagName, uint32_t typeWord, char* expression,
                                 int32_t keyLength);
+
+/* Erases a tag and gives its pages to the file's free list. ZB_ErrTagName for a
+ * name that is bad or not there, ZB_ErrTagInUse for an attached tag.
+ *
+ * The last tag takes the erased one's number. A handle of it isn't told: build
+ * the new one from the number, or attach the tag again. */
 ZB_API int32_t ZB_CALL ZBDMTERASE(int16_t file, const char* tagName);
+
+/* Attaches a tag by name, without regard to case (ZB_ErrTagName). It has no
+ * position at first. The tag's header is tested in this order: key length
+ * (ZB_ErrKeyLength), entry length (ZB_ErrKeySize), root page (ZB_ErrRootPage),
+ * keys a page, 2 at least (ZB_ErrKeysPerPage), expression (ZB_ErrExpression),
+ * flags (ZB_ErrMdxTagFlags), key type and date mark (ZB_ErrKeyType). On a failure
+ * `tag` is -1, and left alone where the failure stood before the call. A tag that
+ * is attached already starts anew under the same handle. */
 ZB_API int32_t ZB_CALL ZBDMTUSE(int32_t* tag, uint16_t file, const char* tagName);
+
+/* Attaches a tag by its number, 1 to the tag count (ZB_ErrTagName). */
 ZB_API int32_t ZB_CALL ZBDMTUSEX(int32_t* tag, uint16_t file, int16_t tagNumber);
+
+/* Detaches a tag; the file stays open. ZB_ErrTagHandle for a number above the tag
+ * count. */
 ZB_API int32_t ZB_CALL ZBDMTCLOSE(int32_t tag);
+
+/* Tells about a tag. */
 ZB_API int32_t ZB_CALL ZBDMTINFO(int32_t tag, ZbMdxTagInfo* info);
+
+/* Copies the key expression with its terminator; `text` takes 221 bytes. */
 ZB_API int32_t ZB_CALL ZBDMTEXPR(int32_t tag, char* text);
+
+/* Reads the end of the file, the free list and the tag's root page again, as every
+ * key operation does for itself. */
 ZB_API int32_t ZB_CALL ZBDMTHGET(int32_t tag);
+
+/* Creates a tag as ZBDMTNEW does and adds the keys of all records of a data file,
+ * deleted ones too. The data file is locked as a whole meanwhile (ZBDDLOCK, kind
+ * 2) if that can be had, unless it holds no record, which leaves an empty tag. The
+ * last record read is the current one afterwards. A failure after the tag was
+ * made erases it. */
 ZB_API int32_t ZB_CALL ZBDMTINDEX(int16_t data, uint16_t file, const char* tagName, uint32_t typeWord,
                                   char* expression, int32_t keyLength);
+
+/* Adds a key with its record number; the position stays. A text key ends at its
+ * zero byte and is padded with blanks to the key length, or cut to it. Equal keys
+ * stand in the order of their record numbers, an equal pair in front of the one
+ * that is there; in a unique tag a key goes in front of its equals. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDMKADD(int32_t tag, const void* key, uint32_t recordNo);
+
+/* Removes a key with its record number, or in a unique tag the first of that key
+ * whoever's it is; the position stays. ZB_KeyNear when there is none and
+ * ZB_KeyEmpty in an empty tag, and nothing changes. A key that sorts before all
+ * others removes the first one, with 0: compare before deleting.
+ *
+ * A page that gets short is joined with a neighbour or takes keys from it. Two
+ * things can come of the latter, which the format's other programs share. Where
+ * a leaf takes an odd half from the left, one key is afterwards hidden from exact
+ * searches (ZB_KeyNear with that key) and can't be deleted; walks show it. Where
+ * a leaf takes keys from the right, bytes that stood behind its keys can make it
+ * be taken for a branch; calls that come there end with a code or other keys.
+ * Building the tag again cures both. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDMKDEL(int32_t tag, const void* key, uint32_t recordNo);
+
+/* Searches, and makes what it finds the position. Modes: 0 or 1 for the first key
+ * that begins with the text given, or equals the number or date; 2 for the pair of
+ * the whole key and `recordNo`; with bit 2 (4), each '?' of a text matches any
+ * byte. Both buffers are read and written: the key's holds the key length and, for
+ * a text, one byte more.
+ *
+ * 0 for a match. ZB_KeyNear with the last entry that sorts before what was asked
+ * for. A key before all others is answered with the first entry and 0: compare
+ * what comes back. ZB_KeyEmpty leaves the buffers alone. */
 ZB_API int32_t ZB_CALL ZBDMKFIND(int32_t tag, void* key, uint32_t* recordNo, int16_t mode);
+
+/* The first and the last key, which becomes the position. ZB_KeyEmpty leaves the
+ * buffers alone, but takes what they hold as the position. */
 ZB_API int32_t ZB_CALL ZBDMKTOP(int32_t tag, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDMKBOT(int32_t tag, void* key, uint32_t* recordNo);
+
+/* One key on or back; without a position, the first or the last. ZB_KeyEnd with
+ * the end key when there is none further. When the key of the position has gone,
+ * the step starts from the one before it and ZB_KeyNear stands beside what it
+ * finds; where none is before it, the first key comes with ZB_KeyNear. */
 ZB_API int32_t ZB_CALL ZBDMKNEXT(int32_t tag, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDMKPREV(int32_t tag, void* key, uint32_t* recordNo);
+
+/* Finds the position's key again. ZB_KeyNear with the one before it when it has
+ * gone; also without a position, and then what the buffers hold becomes it. */
 ZB_API int32_t ZB_CALL ZBDMKCUR(int32_t tag, void* key, uint32_t* recordNo);
+
+/* Makes the key of the data file's current record in a block, which the caller
+ * frees (ZBMFREE, _ZBMFREE): a text with its terminator as it came from the
+ * expression, a date, or a packed number. A date text is read in the client's
+ * date style. ZB_ErrExpression for any other type, and for a number that
+ * ZBDMKNUM refuses. On a failure the address is null, the handle 0xFFFFFFFF. */
 ZB_API int32_t ZB_CALL ZBDMKMAKE(int16_t data, int32_t tag, void** key);
 ZB_API int32_t ZB_CALL ZBDMKMAKEH(int16_t data, int32_t tag, ZbBlock* key);
+
+/* The number key of a value, rounded to 6 decimals; `key` takes 12 bytes. Infinity,
+ * NaN and numbers of more than 20 digits before the point are refused with
+ * ZB_ErrExpression and leave it alone. A warning is cleared, a standing failure
+ * returned. */
 ZB_API int32_t ZB_CALL ZBDMKNUM(void* key, double value);
+
+/* The date key of a text in a style; `key` takes 8 bytes and on a failure of the
+ * text (see ZBCDS2I) is left alone. A blank date sorts behind all others. Days are
+ * counted with a February of 28 days in every year, so 29 February and 1 March of
+ * a leap year give the same key. */
 ZB_API int32_t ZB_CALL ZBDMKDATE(void* key, const char* text, int16_t style);
 
 #ifdef __cplusplus

@@ -5,7 +5,11 @@
 #include "dates/dates.h"
 #include "expr/expr.h"
 #include "file/operations.h"
+#include "index/idx/idx.h"
+#include "index/mdx/mdx.h"
 #include "index/ndx/ndx.h"
+#include "index/ntx/ntx.h"
+#include "memo/memo.h"
 
 using namespace zb;
 
@@ -18,9 +22,14 @@ struct Family {
 
 // By slot type.
 constexpr Family families[] = {
-    {nullptr, nullptr},
-    {ZBDDCLOSE, DataQuickClose},
-    {ZBDNCLOSE, NdxQuickClose},
+    {nullptr, nullptr},           // free
+    {ZBDDCLOSE, DataQuickClose},  // data
+    {ZBDNCLOSE, NdxQuickClose},   // NDX
+    {ZBDTCLOSE, DbtQuickClose},   // DBT
+    {ZBDWCLOSE, FptQuickClose},   // FPT
+    {ZBDMCLOSE, MdxQuickClose},   // MDX
+    {ZBDICLOSE, IdxQuickClose},   // IDX
+    {ZBDCCLOSE, NtxQuickClose},   // NTX
 };
 
 const Family* FamilyOf(unsigned slotType) {
@@ -36,7 +45,7 @@ constexpr int MapCapacity = 100;
 constexpr char ProfileSection[] = "sort";
 
 uint16_t ConfiguredStyle() {
-    char keyword[10];
+    char keyword[sizeof "EURODATEL" + 1];  // a longer word is cut, and still longer than every keyword
     platform->ProfileText(ProfileSection, "datesort", keyword, sizeof keyword);
     return StyleOfKeyword(keyword);
 }

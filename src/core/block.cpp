@@ -165,10 +165,11 @@ size_t BlockSize(BlockHandle handle) {
     return entry ? entry->size : 0;
 }
 
-void* BlockAddress(BlockHandle handle) {
-    void* address = BlockPeek(handle);
-    if (!address) Fail("Mglock", ErrLockBlock);
-    return address;
+void* BlockAddress(BlockHandle handle, size_t size) {
+    Entry* entry = EntryOf(handle);
+    if (entry && entry->size >= size + BlockSlack) return entry->address;
+    Fail("Mglock", ErrLockBlock);
+    return nullptr;
 }
 
 }  // namespace zb

@@ -29,8 +29,9 @@ Code BlockFree(BlockHandle handle);
 // The block that begins at an address, or 0.
 BlockHandle BlockAt(const void* address);
 
-// The address of a block, or null with ErrLockBlock set and logged.
-void* BlockAddress(BlockHandle handle);
+// The address of a block, or null with ErrLockBlock set and logged: for a handle
+// that names no block, and for a block of less than `size` bytes.
+void* BlockAddress(BlockHandle handle, size_t size = 0);
 
 // The same without a code: null for a handle that names no block.
 void* BlockPeek(BlockHandle handle);
@@ -51,10 +52,17 @@ struct Block {
         data = static_cast<T*>(BlockPeek(memory));
         return 0;
     }
+    // On failure the block is as it was.
+    Code Resize(size_t count) {
+        if (Code code = BlockRealloc(memory, count * sizeof(T)); code < 0) return code;
+        data = static_cast<T*>(BlockPeek(memory));
+        return 0;
+    }
     // Finds the address anew, as each bind does: the host may have freed or
-    // resized a block whose handle it was given.
-    Code Lock() {
-        data = static_cast<T*>(BlockAddress(memory));
+    // resized a block whose handle it was given. One that no longer holds `count`
+    // elements can't be used.
+    Code Lock(size_t count = 0) {
+        data = static_cast<T*>(BlockAddress(memory, count * sizeof(T)));
         return data ? Code{0} : ErrLockBlock;
     }
     void Free() {

@@ -127,7 +127,7 @@ void ReleaseRecord(DataFile& file, uint32_t* held) {
 DataFile* Dslock(int handle) {
     auto* file = BindObject<DataFile>("Dslock", handle, SlotData, false);
     if (!file) return nullptr;
-    if (file->fields.Lock() < 0 || file->record.Lock() < 0) {
+    if (file->fields.Lock() < 0 || file->record.Lock(static_cast<size_t>(file->recordLength())) < 0) {
         Pass("Dslock");
         return nullptr;
     }

@@ -19,6 +19,10 @@ Code SeekToWrite(const char* unit, const DataFile& file, uint32_t recordNo, int 
     return Hseek(file.handle, position) < 0 ? Pass(unit) : Code{0};
 }
 
+// Text of a date, with its terminator, in the short and in the long styles.
+constexpr size_t ShortDateRoom = 9;
+constexpr size_t LongDateRoom = 11;
+
 // Bytes that a field takes in a record image. A date has room for the short
 // styles only: the end of a long one runs into the next field's room.
 size_t ImageRoom(const Field& field) {
@@ -36,11 +40,21 @@ void GetImage(DataFile& file, uint8_t* image) {
     *image++ = file.record[0];
     for (int i = 0; i < file.fieldCount; i++) {
         const Field& field = file.fields[i];
-        if (DfieldGet(file, image, i, field.type) < 0) {
+        size_t room = ImageRoom(field);
+        // A damaged descriptor may give a field less room than its value takes. A
+        // date is cut to it; what has none is passed over.
+        if (room == 0) continue;
+        bool narrow = field.type == 'D' && room < ShortDateRoom;
+        char date[LongDateRoom] = {};
+        if (DfieldGet(file, narrow ? static_cast<void*>(date) : image, i, field.type) < 0) {
             Pass("Drget");
             return;
         }
-        image += ImageRoom(field);
+        if (narrow) {
+            memcpy(image, date, room - 1);
+            image[room - 1] = 0;
+        }
+        image += room;
     }
 }
 
@@ -48,8 +62,9 @@ Code PutImage(DataFile& file, const uint8_t* image) {
     file.record[0] = *image++;
     for (int i = 0; i < file.fieldCount; i++) {
         const Field& field = file.fields[i];
-        if (DfieldPut(file, image, i, field.type) < 0) return Pass("Drput");
-        image += ImageRoom(field);
+        size_t room = ImageRoom(field);
+        if (room != 0 && DfieldPut(file, image, i, field.type) < 0) return Pass("Drput");
+        image += room;
     }
     return 0;
 }

@@ -234,6 +234,10 @@ void RunSorter::Finish() {
 Code PageWriter::Write(uint16_t file, int64_t position, const uint8_t* page, int size) {
     if (used && (position != start + used || used + size > Room))
         if (Flush(file) < 0) return CurrentCode();
+    if (size > Room) {
+        if (Hseek(file, position) < 0) return CurrentCode();
+        return Hwrite(file, page, static_cast<int16_t>(size), false);
+    }
     if (!used) start = position;
     memcpy(pages + used, page, static_cast<size_t>(size));
     used += size;

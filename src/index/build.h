@@ -107,7 +107,8 @@ class RunSorter {
     uint16_t workFile;
 };
 
-// Writes pages, gathering those that follow one another in the file.
+// Writes pages, gathering those that follow one another in the file where a few
+// fit in its room.
 class PageWriter {
   public:
     Code Write(uint16_t file, int64_t position, const uint8_t* page, int size);
@@ -209,7 +210,13 @@ template <class F>
 Code BuildIndex(F& family, int16_t data) {
     DataFile* file = Dslock(data);
     if (!file) return Pass(F::Unit);
-    if (family.Create() < 0) return Pass(F::Unit);
+    if (family.Create() < 0) {
+        Pass(F::Unit);
+        // Of all that can fail there only a write comes after the file is there.
+        if (CurrentCode() == ErrWrite && !F::KeepsIndexOnFailure)
+            build::Keeping([&] { Herase(family.name); });
+        return CurrentCode();
+    }
     if (file->recordCount() <= 0) return SetCode(0);
 
     uint16_t conflict = 0;

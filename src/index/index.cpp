@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "core/ascii.h"
+#include "core/bytes.h"
+#include "file/operations.h"
 
 namespace zb {
 namespace {
@@ -64,6 +66,17 @@ size_t SqueezeBlanks(char* expression) {
 void CopyUpper(char* to, const char* from) {
     while ((*to++ = AsciiUpper(*from++))) {
     }
+}
+
+Code WriteHeaderFields(uint16_t file, int offset, std::initializer_list<uint32_t> values) {
+    uint8_t bytes[16];
+    int length = 0;
+    for (uint32_t value : values) {
+        StoreLe32(bytes + length, value);
+        length += 4;
+    }
+    if (Hseek(file, offset) < 0) return CurrentCode();
+    return Hwrite(file, bytes, static_cast<int16_t>(length), true);
 }
 
 uint16_t AccessFlags(uint16_t before, uint16_t objectFlags) {

@@ -16,6 +16,7 @@
 
 #include <bit>
 #include <cstring>
+#include <initializer_list>
 
 #include "core/library.h"
 
@@ -66,6 +67,11 @@ struct Position {
 int TreeLevels(int factor, int64_t limit);
 inline constexpr int64_t MaxTreeSize = 0x7FFFFFFF;
 
+// The names under which a family's key operations log.
+struct UnitNames {
+    const char *top, *bottom, *next, *previous, *current, *find, *add, *remove, *make;
+};
+
 // The record number by which a search tells that its key lies before all others.
 inline constexpr uint32_t BeforeFirst = 0xFFFFFFFF;
 
@@ -100,6 +106,9 @@ size_t SqueezeBlanks(char* expression);
 
 // Copies a text with its terminator, upper-cased; `to` has room.
 void CopyUpper(char* to, const char* from);
+
+// Writes 32-bit fields that follow one another in an index's header, committed.
+Code WriteHeaderFields(uint16_t file, int offset, std::initializer_list<uint32_t> values);
 
 // The three flag bits that the info records report of an open file.
 uint16_t AccessFlags(uint16_t before, uint16_t objectFlags);

@@ -24,10 +24,6 @@
 
 namespace zb {
 
-struct UnitNames {
-    const char *top, *bottom, *next, *previous, *current, *find, *add, *remove, *make;
-};
-
 // Runs `work` on the bound index with a fresh header. Whatever it did, no page
 // and no path outlive it.
 template <class F, class Work>

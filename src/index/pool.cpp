@@ -13,7 +13,7 @@ Code PagePool::Open(int buffers, int bytes, int addressUnit) {
     inUse = 0;
     int stride = bytes + Margin;
     if (Code code = memory.Alloc(static_cast<size_t>(buffers * stride)); code < 0) return code;
-    for (int i = 0; i < buffers; i++) entries[i] = {0, memory.data + i * stride, false};
+    for (int i = 0; i < buffers; i++) entries[i] = {0, memory.data + i * stride, false, false};
     return 0;
 }
 
@@ -31,7 +31,7 @@ Code PagePool::Get(const char* unitName, uint16_t file, uint32_t page, uint8_t**
         if (at < inUse && buffer.dirty && Write(file, buffer) < 0) return Pass(unitName);
         // A read that fails leaves the buffer empty, at the end of those in use.
         inUse = static_cast<int16_t>(at);
-        buffer.dirty = false;
+        buffer.dirty = buffer.checked = false;
         if (Hseek(file, int64_t{page} * unit) < 0 ||
             Hread(file, buffer.data, static_cast<int16_t>(pageSize)) < 0)
             return Pass(unitName);

@@ -9,7 +9,8 @@ namespace zb {
 struct PageBuffer {
     uint32_t page;  // as the family addresses it
     uint8_t* data;
-    bool dirty;  // taken for use, and not yet put
+    bool dirty;    // taken for use, and not yet put
+    bool checked;  // found sound since it was read
 };
 
 struct PagePool {
@@ -41,6 +42,11 @@ struct PagePool {
 
     // Takes the front entry, just fetched, for new use.
     void TakeFront() { entries[0].dirty = true; }
+
+    // Whether the front entry has been found sound, for families whose check of a
+    // page is too long to be made at every Get.
+    bool FrontChecked() const { return entries[0].checked; }
+    void MarkFrontChecked() { entries[0].checked = true; }
 
     // Gives the front entry another address, under which its Put will write it.
     void MoveFront(uint32_t page) { entries[0].page = page; }

@@ -1,5 +1,6 @@
 // Start and stop, memory blocks, codes and the log, through the interface alone.
 #include <cstring>
+#include <sstream>
 
 #include "support/environment.h"
 #include "support/support.h"
@@ -13,6 +14,25 @@ using Core = LibraryTest;
 class Detached : public DirectoryTest {
   protected:
     void TearDown() override { ZBDTERM(); }
+};
+
+// The library started by a profile of the test's own.
+class Profile : public Detached {
+  protected:
+    // The style after a start with this text behind "datesort=".
+    int StyleBy(const std::string& value, int argument = 0) {
+        WriteFile("QVDB4XX.INI", "[sort]\ndatesort=" + value + "\n");
+        return StyleAfterStart(argument);
+    }
+    int StyleAfterStart(int argument) {
+        uint16_t style = 99;
+        char name[64];
+        EXPECT_EQ(ZBDINIT(100, static_cast<uint8_t>(argument)), 0);
+        EXPECT_EQ(ZBCDGSTYLE(&style, name), 0);
+        return style;
+    }
+
+    Environment settings{"XDG_CONFIG_HOME", directory.c_str()};
 };
 
 class Blocks : public LibraryTest {
@@ -75,6 +95,40 @@ TEST_F(Detached, StartsAndStopsInAnyNumber) {
 TEST_F(Detached, TheEntryAtLoadStartsTheLibrary) {
     EXPECT_EQ(QV4InitInstance(1, 2), 1);
     EXPECT_EQ(ZBECODE(), 0);
+}
+
+TEST_F(Profile, EveryDateKeywordGivesItsStyle) {
+    const std::pair<const char*, int> keywords[] = {
+        {"GREGOR", 1},   {"GREGORL", 2},  {"JULIAN", 3},    {"YMD", 4},     {"DMY", 5},      {"GERMAN", 6},
+        {"EURODATE", 6}, {"GERMANL", 7},  {"EURODATEL", 7}, {"BRITISH", 8}, {"BRITISHL", 9}, {"FRENCH", 10},
+        {"FRENCHL", 11}, {"ITALIAN", 12}, {"ITALIANL", 13}, {"ENSI", 14},   {"ENSIL", 15},
+    };
+    for (auto& [keyword, style] : keywords) EXPECT_EQ(StyleBy(keyword), style) << keyword;
+}
+
+TEST_F(Profile, ADateKeywordInSmallLettersIsTheSame) {
+    EXPECT_EQ(StyleBy("eurodate"), 6);
+    EXPECT_EQ(StyleBy("EuroDateL"), 7);
+}
+
+TEST_F(Profile, AnUnknownOrEmptyDateKeywordGivesStyleOne) {
+    for (auto* keyword : {"", "EURO", "EURODATES", "GREGORLL", "6", "ENSI L"})
+        EXPECT_EQ(StyleBy(keyword), 1) << keyword;
+}
+
+TEST_F(Profile, ADateKeywordOfMoreThanNineCharactersMatchesNothing) {
+    for (auto* keyword : {"EURODATELX", "EURODATELONG", "EURODATEL2345678901234567890"})
+        EXPECT_EQ(StyleBy(keyword), 1) << keyword;
+}
+
+TEST_F(Profile, TheDateKeywordIsTakenForEveryArgumentThatIsNoStyle) {
+    for (int argument : {0, 16, 255, 256}) EXPECT_EQ(StyleBy("FRENCH", argument), 10) << argument;
+    for (int argument : {1, 15}) EXPECT_EQ(StyleBy("FRENCH", argument), argument);
+}
+
+TEST_F(Profile, WithoutAFileEveryArgumentThatIsNoStyleGivesStyleOne) {
+    for (int argument : {0, 16, 255}) EXPECT_EQ(StyleAfterStart(argument), 1) << argument;
+    EXPECT_EQ(StyleAfterStart(271), 15);  // the low 8 bits alone count
 }
 
 TEST_F(Core, AStartClearsAFailure) {
@@ -233,6 +287,23 @@ TEST_F(Log, ALineIsSourceTabLineTabCodeNewline) {
     EXPECT_EQ(line.substr(0, first), "Mglock");
     EXPECT_GT(std::stoi(line.substr(first + 1)), 0);
     EXPECT_EQ(line.substr(second), "\t-58\n");
+}
+
+TEST_F(Log, AFailureAppendsOneLineForEachLevelThatItPassesInnermostFirst) {
+    StartLog();
+    uint16_t handle;
+    EXPECT_EQ(ZBDDOPENX(&handle, "none.dbf", 0), -46);
+    Bytes units;
+    std::istringstream lines(ReadFile("test.log"));
+    for (std::string line; std::getline(lines, line);) {
+        auto first = line.find('\t');
+        ASSERT_NE(first, Bytes::npos);
+        size_t digits = 0;
+        EXPECT_GT(std::stoi(line.substr(first + 1), &digits), 0);
+        EXPECT_EQ(line.substr(first + 1 + digits), "\t-46");
+        units += line.substr(0, first) + " ";
+    }
+    EXPECT_EQ(units, "Hopen Ddopen ");
 }
 
 TEST_F(Log, WithTheSwitchOffNoFileIsTouched) {

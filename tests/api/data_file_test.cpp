@@ -621,6 +621,27 @@ TEST_F(DataFile, ARestartClosesTheFileAndWritesItsDate) {
     EXPECT_EQ(ZBDDRGET(Data(), 1), -13);
 }
 
+TEST_F(DataFile, ARestartClosesAllFilesAndTheirHandlesAreBad) {
+    const char* const names[] = {"a.dbf", "b.dbf", "c.dbf"};
+    auto openAll = [&] {
+        for (int16_t i = 0; i < 3; i++) {
+            ASSERT_EQ(ZBDDOPENX(&handle, names[i], 0), 0);  // each held exclusively
+            ASSERT_EQ(handle, i);
+        }
+    };
+    for (auto* name : names) WriteFile(name, People({Anna}));
+    openAll();
+    ASSERT_EQ(ZBDINIT(100, 1), 0);
+    for (int16_t i = 0; i < 3; i++) {
+        EXPECT_EQ(ZBDDRGET(i, 1), -13);
+        ZBESCODE(0);
+        EXPECT_EQ(ZBDDCLOSE(i), -13);
+        ZBESCODE(0);
+    }
+    openAll();
+    EXPECT_EQ(ZBDDRGET(2, 1), 0);
+}
+
 TEST_F(DataFile, AfterAQuickCloseTheFileCanOnlyBeGivenUp) {
     ASSERT_EQ(Open(People({Anna})), 0);
     ASSERT_EQ(ZBDQCLOSE(), 0);

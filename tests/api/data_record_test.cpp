@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 
 #include "support/dbf.h"
@@ -77,6 +78,26 @@ TEST_F(DataRecord, GetOfADeletedRecordReturns1AndHasTheRecord) {
     EXPECT_TRUE(Log().empty());
     EXPECT_EQ(Buffer(), Bert);
     EXPECT_EQ(Current(), 2u);
+}
+
+TEST_F(DataRecord, GetOfALiveRecordAfterADeletedOneReturns0) {
+    ASSERT_EQ(Open(People({Anna, Bert})), 0);
+    EXPECT_EQ(Get(2), 1);
+    EXPECT_EQ(Get(1), 0);
+    EXPECT_EQ(ZBECODE(), 0);
+}
+
+TEST_F(DataRecord, AfterAnyFailureGetReturnsItsCodeAndReadsNothingUntilItIsCleared) {
+    ASSERT_EQ(Open(People({Anna, Bert, Cleo})), 0);
+    ASSERT_EQ(Get(1), 0);
+    uint16_t other;
+    ASSERT_EQ(ZBDDOPENX(&other, "none.dbf", 0), -46);
+    for (int i = 0; i < 3; i++) EXPECT_EQ(Get(3), -46);
+    EXPECT_EQ(ZBESCODE(0), 0);
+    EXPECT_EQ(Buffer(), Anna);
+    EXPECT_EQ(Current(), 1u);
+    EXPECT_EQ(Get(3), 0);
+    EXPECT_EQ(Buffer(), Cleo);
 }
 
 TEST_F(DataRecord, GetOutsideTheRecordCountIsRefused) {
@@ -231,6 +252,30 @@ TEST_F(DataRecord, AFailedReadStillFillsTheFlagOfTheImage) {
     EXPECT_EQ(image.substr(14, 26), Fill(26, 'q'));  // the date at the latest stops it
     ZBESCODE(0);
     EXPECT_EQ(Current(), 0u);
+}
+
+// The image has as much room for them as their widths say, and not a byte more.
+TEST_F(DataRecord, DatesAndLogicalsOfTooLittleWidthKeepWithinTheImage) {
+    for (int style : {1, 2, 5}) {
+        for (int width : {0, 1, 3, 7}) {
+            auto blanks = static_cast<size_t>(width);
+            ASSERT_EQ(
+                Open(Dbf(3, 2 + width,
+                         {DbfField("TEXT", 'C', 1), DbfField("DAY", 'D', width), DbfField("SURE", 'L', 0)},
+                         {"*x" + Fill(blanks, ' ')})),
+                0);
+            ASSERT_EQ(ZBCDSTYLE(static_cast<uint16_t>(style)), 0);
+            Bytes expected = Bytes("*x\0", 3) + Fill(std::min<size_t>(blanks, style == 5 ? 6 : 8), ' ');
+            expected.resize(3 + blanks + 1);
+            std::vector<char> image(expected.size());
+            image.shrink_to_fit();
+            EXPECT_EQ(ZBDDRGETX(Data(), image.data(), 1), 1);
+            EXPECT_EQ(Bytes(image.data(), image.size()), expected) << style << " " << width;
+            EXPECT_EQ(ZBDDRPUTX(Data(), image.data(), &number, 0), 0);
+            EXPECT_EQ(Buffer(), " x" + Fill(blanks, ' '));
+            EXPECT_EQ(Close(), 0);
+        }
+    }
 }
 
 TEST_F(DataRecord, AnImageIsAppended) {
@@ -611,6 +656,21 @@ TEST_F(DataRecord, ABufferThatTheHostFreedFailsTheBind) {
     StartLog();
     EXPECT_EQ(Get(1), -58);
     EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Mglock", -58}, {"Dslock", -58}, {"Drget", -58}}));
+}
+
+TEST_F(DataRecord, ABufferThatTheHostMadeTooSmallFailsTheBind) {
+    ASSERT_EQ(Open(Dbf(3, 4001, {DbfField("T", 'C', 4000 & 255, 4000 >> 8)}, {' ' + Fill(4000, 'x')})), 0);
+    ZbDataRecordInfo info;
+    ASSERT_EQ(ZBDDRINFOH(Data(), &info), 0);
+    auto block = static_cast<ZbBlock>(info.buffer);
+    ASSERT_EQ(_ZBMRALLOC(&block, 4000), 0);
+    StartLog();
+    EXPECT_EQ(Get(1), -58);
+    EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Mglock", -58}, {"Dslock", -58}, {"Drget", -58}}));
+    ZBESCODE(0);
+    ASSERT_EQ(_ZBMRALLOC(&block, 4001), 0);
+    EXPECT_EQ(Get(1), 0);
+    EXPECT_EQ(Buffer(), ' ' + Fill(4000, 'x'));
 }
 
 TEST_F(DataRecord, FlushReturns8ForAnyHandleAndOverAFailure) {

@@ -161,9 +161,11 @@ TEST_F(Tool, ColumnsThatFitNoField) {
 }
 
 TEST_F(Tool, AnExportComesBackTheSame) {
-    Bytes table = Table(
-        {{"C", 'C', 8}, {"N", 'N', 8, 3}, {"D", 'D', 8}, {"L", 'L', 1}},
-        {" a,\"b\" \xE9   1.25020240229T", "*             -0.500        F", " x\ny      100.000        ?"});
+    Bytes table = Table({{"C", 'C', 8}, {"N", 'N', 8, 3}, {"D", 'D', 8}, {"L", 'L', 1}},
+                        {" a,\"b\" \xE9 "
+                         "   1.250"
+                         "20240229T",
+                         "*          -0.500        F", " x\ny      100.000        ?"});
     WriteFile("t.dbf", table);
     ASSERT_EQ(Zb({"export", "t.dbf", "-o", "t.csv", "--deleted", "include"}).status, 0);
     ASSERT_EQ(Zb({"import", "t.csv", "u.dbf", "--schema", "C:C8,N:N8.3,D:D,L:L"}).status, 0);

@@ -126,14 +126,14 @@ TEST_F(Tool, ExportAsJsonIsOneArray) {
 
 TEST_F(Tool, JsonNumbersKeepTheirDigitsAndBecomeWellFormed) {
     WriteFile("n.dbf", Table({{"N", 'N', 20, 2}},
-                             {"  12345678901234567.89", "                   .5", "                 -.25",
+                             {" 12345678901234567.89", "                   .5", "                 -.25",
                               "                   7.", "                 +007"}));
     EXPECT_EQ(Zb({"export", "n.dbf", "--format", "jsonl"}).out,
               "{\"N\":12345678901234567.89}\n{\"N\":0.5}\n{\"N\":-0.25}\n{\"N\":7.0}\n{\"N\":7}\n");
 }
 
 TEST_F(Tool, CsvQuotesWhatNeedsIt) {
-    WriteFile("c.dbf", Table({{"A", 'C', 6}, {"B", 'C', 3}}, {" a,b   1  ", " say\"x ok ", "  x\ny    "}));
+    WriteFile("c.dbf", Table({{"A", 'C', 6}, {"B", 'C', 3}}, {" a,b   1  ", " say\"x ok ", "  x\ny     "}));
     EXPECT_EQ(Zb({"export", "c.dbf"}).out, "A,B\n\"a,b\",1\n\"say\"\"x\",ok\n\" x\ny\",\n");
     EXPECT_EQ(Zb({"export", "c.dbf", "--delimiter", "tab", "--no-header", "--limit", "1"}).out, "a,b\t1\n");
 }

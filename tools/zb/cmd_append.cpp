@@ -1,4 +1,6 @@
 // zb append: one record more.
+#include <memory>
+
 #include "commands.h"
 #include "options.h"
 #include "terminal.h"
@@ -20,7 +22,7 @@ void Run(const Options& options) {
     Encoding encoding = ChooseEncoding(options.text.encoding, data.header().language, data.path());
     Codec codec(encoding.name, options.text.badText);
     data.Clear();
-    Assign(data, assignments, codec, options.loose);
+    Assign(data, assignments, codec, options.loose, options.text);
     data.LockForAppend();
     uint32_t record = data.Append();
     data.UnlockForAppend();
@@ -32,14 +34,13 @@ void Run(const Options& options) {
 
 void AddAppend(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("append", "Add a record");
-    command->add_option("FILE", options->file, "The table")->required();
-    command->add_option("FIELD=VALUE", options->values, "The record's values; other fields stay blank")
-        ->expected(0, -1);
-    command->add_flag("--loose", options->loose, "Store values that don't fit as they fit");
-    AddTextOptions(*command, options->text);
-    AddOpenOptions(*command, options->open);
-    command->callback([options] { Run(*options); });
+    Command command(app, "append", "Add a record");
+    command.Positional("FILE", options->file, "The table");
+    command.Rest("FIELD=VALUE", options->values, "The record's values; other fields stay blank", true);
+    command.Flag("--loose", options->loose, "Store values that don't fit as they fit");
+    AddTextOptions(command, options->text);
+    AddOpenOptions(command, options->open);
+    command.Run([options] { Run(*options); });
 }
 
 }  // namespace tool

@@ -1,4 +1,6 @@
 // zb create: a new table without records.
+#include <memory>
+
 #include "commands.h"
 #include "failure.h"
 #include "files.h"
@@ -28,16 +30,14 @@ void Run(const Options& options) {
 
 void AddCreate(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("create", "Make a table without records");
-    command->add_option("FILE", options->file, "The table")->required();
-    command->add_option("--schema", options->schema, "The fields: \"NAME:C20,BORN:D,AMOUNT:N10.2,PAID:L\"")
-        ->required();
-    command
-        ->add_option("--dialect", options->dialect,
-                     "Dialect 1 to 9 (default: the simplest that holds the fields)")
-        ->check(CLI::Range(1, 9));
-    command->add_flag("--force", options->force, "Replace the file if it exists");
-    command->callback([options] { Run(*options); });
+    Command command(app, "create", "Make a table without records");
+    command.Positional("FILE", options->file, "The table");
+    command.Option("--schema", options->schema,
+                   "The fields, needed: \"NAME:C20,BORN:D,AMOUNT:N10.2,PAID:L\"");
+    command.Option("--dialect", options->dialect, 1, 9,
+                   "Dialect (default: the simplest that holds the fields)");
+    command.Flag("--force", options->force, "Replace the file if it exists");
+    command.Run([options] { Run(*options); });
 }
 
 }  // namespace tool

@@ -1,4 +1,6 @@
 // zb delete: marks records as deleted.
+#include <memory>
+
 #include "commands.h"
 #include "mark.h"
 

@@ -1,4 +1,6 @@
 // zb eval: what an expression comes to on a record.
+#include <memory>
+
 #include "commands.h"
 #include "evaluate.h"
 #include "failure.h"
@@ -57,15 +59,15 @@ constexpr const char* kFooter =
 
 void AddEval(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("eval", "Show what an expression comes to on a record");
-    command->add_option("FILE", options->file, "The table")->required();
-    command->add_option("RECORD", options->record, "The record's number, from 1")->required();
-    command->add_option("EXPRESSION", options->expression, "The expression, as for an index")->required();
-    command->add_flag("--json", options->json, "As JSON: the type, the length and the value");
-    AddTextOptions(*command, options->text);
-    AddOpenOptions(*command, options->open);
-    command->footer(kFooter);
-    command->callback([options] { Run(*options); });
+    Command command(app, "eval", "Show what an expression comes to on a record");
+    command.Positional("FILE", options->file, "The table");
+    command.Positional("RECORD", options->record, "The record's number, from 1");
+    command.Positional("EXPRESSION", options->expression, "The expression, as for an index");
+    command.Flag("--json", options->json, "As JSON: the type, the length and the value");
+    AddTextOptions(command, options->text);
+    AddOpenOptions(command, options->open);
+    command.Footer(kFooter);
+    command.Run([options] { Run(*options); });
 }
 
 }  // namespace tool

@@ -1,5 +1,5 @@
 // zb export: a table's records for other programs.
-#include <map>
+#include <memory>
 
 #include "commands.h"
 #include "failure.h"
@@ -64,23 +64,19 @@ void Run(const Options& options) {
 }  // namespace
 
 void AddExport(CLI::App& app) {
-    static const std::map<std::string, Format> formats{
-        {"csv", Format::csv}, {"json", Format::json}, {"jsonl", Format::jsonLines}};
     auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("export", "Write a table's records as CSV or JSON, in UTF-8");
-    command->add_option("FILE", options->file, "The table")->required();
-    command
-        ->add_option("--format", options->format,
-                     "csv, json (an array) or jsonl (an object a line; default: csv)")
-        ->transform(CLI::CheckedTransformer(formats))
-        ->option_text("csv|json|jsonl");
-    command->add_option("-o,--output", options->output, "The file to write (default: standard output)");
-    command->add_flag("--force", options->force, "Replace the output file if it exists");
-    command->add_option("--delimiter", options->delimiter,
-                        "Between the values of CSV: one character, or tab (default: ,)");
-    command->add_flag("--no-header", options->noHeader, "CSV without the line of names");
-    AddScanOptions(*command, options->scan);
-    command->callback([options] { Run(*options); });
+    Command command(app, "export", "Write a table's records as CSV or JSON, in UTF-8");
+    command.Positional("FILE", options->file, "The table");
+    command.Choice("--format", options->format,
+                   {{"csv", Format::csv}, {"json", Format::json}, {"jsonl", Format::jsonLines}},
+                   "CSV, one JSON array, or a JSON object a line (default: csv)");
+    command.Option("-o,--output", options->output, "The file to write (default: standard output)");
+    command.Flag("--force", options->force, "Replace the output file if it exists");
+    command.Option("--delimiter", options->delimiter,
+                   "Between the values of CSV: one character, or tab (default: ,)");
+    command.Flag("--no-header", options->noHeader, "CSV without the line of names");
+    AddScanOptions(command, options->scan);
+    command.Run([options] { Run(*options); });
 }
 
 }  // namespace tool

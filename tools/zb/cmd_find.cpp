@@ -1,5 +1,6 @@
 // zb find: the entries of an index that have a key, or a key like it.
 #include <charconv>
+#include <memory>
 
 #include "commands.h"
 #include "index.h"
@@ -66,26 +67,39 @@ Wanted MakeWanted(IndexSearch& search, const Options& options) {
     return wanted;
 }
 
+// By the library's search, and steps from there. A search that finds nothing ends
+// on the entry before the place, or on the first of all.
+template <class Show>
+void Search(Index& index, const std::string& beginning, Show show) {
+    auto begins = [&](const pages::Entry& entry) {
+        return entry.key.compare(0, beginning.size(), beginning) == 0;
+    };
+    pages::Entry entry{};
+    bool there = index.Find(beginning, entry);
+    if (there && !begins(entry)) there = index.Next(entry);
+    while (there && begins(entry) && show(entry)) there = index.Next(entry);
+}
+
 void Run(const Options& options) {
     IndexSearch search(options.index);
     Wanted wanted = MakeWanted(search, options);
-    std::string beginning = wanted.Beginning();
     EntryList list(search, options.json, options.fields);
-    pages::Entry entry{};
     uint64_t found = 0;
-    // A search that finds nothing ends on the entry before the place, or on the
-    // first of all.
-    bool there = search.index().Find(beginning, entry);
-    if (there && entry.key.compare(0, beginning.size(), beginning) != 0) there = search.index().Next(entry);
-    while (there && found < options.limit && entry.key.compare(0, beginning.size(), beginning) == 0) {
-        if (wanted.Fits(entry.key)) {
+    auto show = [&](const pages::Entry& entry) {
+        if (found < options.limit && wanted.Fits(entry.key)) {
             list.Show(entry);
             ++found;
         }
-        there = search.index().Next(entry);
+        return found < options.limit;
+    };
+    if (search.index().info().keysAreHidden) {
+        IndexPages pages(options.index);
+        for (const pages::Entry& entry : pages.entries()) show(entry);
+    } else {
+        Search(search.index(), wanted.Beginning(), show);
     }
     list.Finish();
-    if (found == 0)
+    if (found == 0 && options.limit > 0)
         throw Failure(Exit::notFound, search.title() + ": there is no key '" + options.key + "'" +
                                           (search.type() == 'C' && !options.whole ? " or longer" : ""));
 }
@@ -93,28 +107,30 @@ void Run(const Options& options) {
 constexpr const char* kFooter =
     "A text finds all keys that begin with it, and each ? in it stands for any one\n"
     "byte. A number finds equal keys, a date (YYYY-MM-DD, or '' for a blank one) too.\n"
+    "A negative number goes behind --.\n"
     "\n"
     "Examples:\n"
     "  zb find name.ndx SMI --data people.dbf\n"
     "  zb find name.ndx 'SM?TH' --whole\n"
-    "  zb find born.ndx 1970-01-01 --type D --json\n";
+    "  zb find born.ndx 1970-01-01 --type D --json\n"
+    "  zb find people.mdx --tag AMOUNT -- -12.5\n";
 
 }  // namespace
 
 void AddFind(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("find", "Find records by their keys in an index");
-    AddIndexOptions(*command, options->index);
-    command->add_option("KEY", options->key, "The key, or its beginning")->required();
-    command->add_option("--data", options->index.data, "The table: shows the records too");
-    command->add_option("--fields", options->fields, "Fields to show, in this order (default: all)")
-        ->delimiter(',');
-    command->add_flag("--whole", options->whole, "Whole keys alone, not those that go on behind KEY");
-    command->add_flag("--plain", options->plain, "A ? stands for itself");
-    command->add_option("--limit", options->limit, "At most so many entries");
-    command->add_flag("--json", options->json, "As JSON, one object a line");
-    command->footer(kFooter);
-    command->callback([options] { Run(*options); });
+    Command command(app, "find", "Find records by their keys in an index");
+    AddIndexName(command, options->index);
+    command.Positional("KEY", options->key, "The key, or its beginning");
+    command.Option("--data", options->index.data, "The table: shows the records too");
+    command.List("--fields", options->fields, "Fields to show, in this order: NAME,BORN (default: all)");
+    command.Flag("--whole", options->whole, "Whole keys alone, not those that go on behind KEY");
+    command.Flag("--plain", options->plain, "A ? stands for itself");
+    command.Option("--limit", options->limit, "At most so many entries");
+    command.Flag("--json", options->json, "As JSON, one object a line");
+    AddIndexOptions(command, options->index);
+    command.Footer(kFooter);
+    command.Run([options] { Run(*options); });
 }
 
 }  // namespace tool

@@ -4,11 +4,13 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include "commands.h"
 #include "csv.h"
 #include "failure.h"
 #include "files.h"
+#include "memo.h"
 #include "options.h"
 #include "rows.h"
 #include "schema.h"
@@ -27,6 +29,7 @@ struct Options {
     bool append = false;
     bool loose = false;
     bool force = false;
+    std::string memo;
     OpenOptions open;
     TextOptions text{{}, BadText::refuse};
 };
@@ -92,6 +95,7 @@ struct Tally {
     uint64_t cut = 0;
     uint64_t blank = 0;       // couldn't be stored at all
     uint64_t characters = 0;  // texts with characters replaced
+    uint64_t memos = 0;       // cut, or without what a memo can't hold
     uint64_t rows = 0;        // with values missing, or too many
 };
 
@@ -154,20 +158,34 @@ class Import {
         } else {
             fields = ParseSchema(options.schema);
         }
+        int dialect = options.open.dialect != 0 ? options.open.dialect : FittingDialect(fields);
+        std::optional<PartFile> memoPart;
+        if (HasMemos(fields)) {
+            std::string memoName = MemoTarget(dialect);
+            MayReplace(memoName, options.force);
+            memoPart.emplace(memoName);
+        }
         PartFile part(options.file);
         CreateTable(part.path(), fields, options.open.dialect);
+        if (memoPart) CreateMemoFile(memoPart->path(), dialect);
         OpenOptions open = options.open;
         if (open.dialect == 0) open.dialect = FittingDialect(fields);
         try {
             Data data(part.path(), Access::exclusive, open);
             CsvReader reader(source.input(), source.name(), delimiter);
             ReadTitles(reader, data.fields(), plan);
+            if (memoPart) {
+                memos.emplace(memoPart->path(), dialect, Access::exclusive);
+                memos->Survey(data);
+            }
             AddRows(reader, data, plan, codec, false);
+            if (memos) memos->Close();
             data.Close();
         } catch (const Failure& failure) {
             throw Failure(failure.status, failure.what() + std::string("; ") + options.file + " was not " +
                                               (Exists(options.file) ? "changed" : "made"));
         }
+        if (memoPart) memoPart->Commit();
         part.Commit();
         StateEncoding(options.file, encoding);
         Report(fields);
@@ -181,8 +199,15 @@ class Import {
         CsvReader reader(source.input(), source.name(), delimiter);
         Plan plan;
         ReadTitles(reader, data.fields(), plan);
+        std::optional<TableLock> lock;
+        if (HasMemos(data.fields())) {
+            lock.emplace(data, options.open.wait);
+            memos.emplace(MemoFileForWriting(data, options.memo), data.dialect(), Access::write);
+            memos->Survey(data);
+        }
         try {
-            AddRows(reader, data, plan, codec, true);
+            AddRows(reader, data, plan, codec, !lock);
+            if (memos) memos->Close();
             data.Close();
         } catch (const Failure& failure) {
             throw Failure(failure.status, failure.what() + std::string("; ") +
@@ -281,6 +306,10 @@ class Import {
                 continue;
             }
             const Field& field = data.fields()[number];
+            if (field.type == 'M') {
+                PutMemo(reader, text, data, number, codec);
+                continue;
+            }
             Fit fit = MakeValue(field, text, codec, bytes);
             if (fit != Fit::exact) NoteMisfit(fit, field, text, reader);
             data.Put(number, bytes);
@@ -288,10 +317,33 @@ class Import {
         return deleted;
     }
 
+    static bool HasMemos(const std::vector<Field>& fields) {
+        return std::any_of(fields.begin(), fields.end(),
+                           [](const Field& field) { return field.type == 'M'; });
+    }
+
+    std::string MemoTarget(int dialect) const {
+        if (!options.memo.empty()) return options.memo;
+        // One that is there under another case would be found instead of a new one.
+        return FindMemoFile(options.file, dialect, {}).value_or(NewMemoName(options.file, dialect));
+    }
+
+    void PutMemo(const CsvReader& reader, const std::string& text, Data& data, size_t number, Codec& codec) {
+        const Field& field = data.fields()[number];
+        MemoFit fit = MakeMemo(text, data.dialect(), codec, bytes);
+        if (fit == MemoFit::unencodable) {
+            NoteMisfit(Fit::unencodable, field, text, reader);
+        } else if (fit != MemoFit::exact) {
+            if (!options.loose)
+                throw CodeFailure(ZB_ErrFieldValue, Place(reader),
+                                  field.name + ": the text " + DescribeMemoFit(fit));
+            ++tally.memos;
+        }
+        data.Put(number, MemoPointer(bytes.empty() ? 0 : memos->Write(bytes), field.width));
+    }
+
     void NoteMisfit(Fit fit, const Field& field, const std::string& text, const CsvReader& reader) {
-        // Characters may be lost where --bad-text says so; the rest needs --loose.
-        bool allowed = options.loose || (fit == Fit::unencodable && options.text.badText != BadText::refuse);
-        if (!allowed)
+        if (!Tolerated(fit, options.loose, options.text))
             throw CodeFailure(ZB_ErrFieldValue, Place(reader),
                               field.name + ": '" + text + "' " + DescribeFit(fit, field));
         switch (fit) {
@@ -314,6 +366,7 @@ class Import {
         tell(tally.cut, "text", "cut to the field's width");
         tell(tally.blank, "value", "left blank, which the fields can't hold");
         tell(tally.characters, "text", "with characters that the table's encoding lacks");
+        tell(tally.memos, "memo", "cut, or without bytes that a memo can't hold");
         tell(tally.rows, "row", "with too few or too many values");
     }
 
@@ -323,6 +376,7 @@ class Import {
     bool csvIsUtf8;
     Source source;
     Tally tally;
+    std::optional<MemoFile> memos;
     std::string decoded;
     std::string bytes;
 };
@@ -331,24 +385,24 @@ class Import {
 
 void AddImport(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("import", "Make a table from CSV, or add CSV to one");
-    command->add_option("CSV", options->csv, "The CSV file, or - for standard input")->required();
-    command->add_option("FILE", options->file, "The table")->required();
-    command->add_option(
-        "--schema", options->schema,
-        "The fields: \"NAME:C20,BORN:D,AMOUNT:N10.2,PAID:L\" (default: guessed from the data)");
-    command->add_flag("--append", options->append, "Add the records to a table that is there");
-    command->add_flag("--force", options->force, "Replace the table if it exists");
-    command->add_flag("--loose", options->loose,
-                      "Store what doesn't fit as it fits (rounded, cut, blank) and tell how much that was;\n"
-                      "without it the first such value ends the import");
-    command->add_option("--csv-encoding", options->csvEncoding, "Encoding of the CSV (default: utf-8)");
-    command->add_option("--delimiter", options->delimiter,
-                        "Between the values: one character, or tab (default: ,)");
-    command->add_flag("--no-header", options->noHeader, "The CSV has no line of names");
-    AddTextOptions(*command, options->text);
-    AddOpenOptions(*command, options->open);
-    command->callback([options] { Import(*options).Run(); });
+    Command command(app, "import", "Make a table from CSV, or add CSV to one");
+    command.Positional("CSV", options->csv, "The CSV file, or - for standard input");
+    command.Positional("FILE", options->file, "The table");
+    command.Option("--schema", options->schema,
+                   "The fields: \"NAME:C20,BORN:D,AMOUNT:N10.2,PAID:L\" (default: guessed from the data)");
+    command.Flag("--append", options->append, "Add the records to a table that is there");
+    command.Flag("--force", options->force, "Replace the table if it exists");
+    command.Flag("--loose", options->loose,
+                 "Store what doesn't fit as it fits (rounded, cut, blank) and tell how much that was;\n"
+                 "without it the first such value ends the import");
+    command.Option("--csv-encoding", options->csvEncoding, "Encoding of the CSV (default: utf-8)");
+    command.Option("--delimiter", options->delimiter,
+                   "Between the values: one character, or tab (default: ,)");
+    command.Flag("--no-header", options->noHeader, "The CSV has no line of names");
+    command.Option("--memo", options->memo, "The memo file (default: beside the table, .DBT or .FPT)");
+    AddTextOptions(command, options->text);
+    AddOpenOptions(command, options->open);
+    command.Run([options] { Import(*options).Run(); });
 }
 
 }  // namespace tool

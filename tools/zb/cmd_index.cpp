@@ -1,4 +1,6 @@
 // zb index: makes indexes, shows and checks them.
+#include <CLI/CLI.hpp>
+
 #include "commands.h"
 #include "index_commands.h"
 
@@ -11,8 +13,11 @@ void AddIndex(CLI::App& app) {
     AddIndexInfo(*index);
     AddIndexList(*index);
     AddIndexCheck(*index);
+    AddIndexTags(*index);
+    AddIndexErase(*index);
     index->footer(
-        "The extension of an index file tells its format.\n"
+        "The extension of an index file tells its format: .ndx, .ntx, .idx or .mdx. An MDX file\n"
+        "holds several indexes, its tags.\n"
         "\n"
         "Examples:\n"
         "  zb index create people.dbf name.ndx --on NAME\n"

@@ -1,6 +1,7 @@
 // zb info: what a table says about itself.
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
@@ -159,13 +160,12 @@ void Run(const Options& options) {
 
 void AddInfo(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command =
-        app.add_subcommand("info", "Show a table's dialect, version, dates, counts and fields");
-    command->add_option("FILE", options->file, "The table")->required();
-    command->add_flag("--json", options->json, "As one JSON object");
-    command->add_option("--encoding", options->text.encoding, "Encoding of the table's text");
-    AddOpenOptions(*command, options->open);
-    command->callback([options] { Run(*options); });
+    Command command(app, "info", "Show a table's dialect, version, dates, counts and fields");
+    command.Positional("FILE", options->file, "The table");
+    command.Flag("--json", options->json, "As one JSON object");
+    command.Option("--encoding", options->text.encoding, "Encoding of the table's text");
+    AddOpenOptions(command, options->open);
+    command.Run([options] { Run(*options); });
 }
 
 }  // namespace tool

@@ -1,4 +1,6 @@
 // zb pack: removes deleted records for good.
+#include <memory>
+
 #include "commands.h"
 #include "failure.h"
 #include "files.h"
@@ -39,11 +41,10 @@ void Run(const Options& options) {
 
 void AddPack(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command =
-        app.add_subcommand("pack", "Remove deleted records for good; the old file stays as .BAK");
-    command->add_option("FILE", options->file, "The table")->required();
-    AddOpenOptions(*command, options->open);
-    command->callback([options] { Run(*options); });
+    Command command(app, "pack", "Remove deleted records for good; the old file stays as .BAK");
+    command.Positional("FILE", options->file, "The table");
+    AddOpenOptions(command, options->open);
+    command.Run([options] { Run(*options); });
 }
 
 }  // namespace tool

@@ -1,4 +1,6 @@
 // zb recall: takes the mark of deleted records away.
+#include <memory>
+
 #include "commands.h"
 #include "mark.h"
 

@@ -1,4 +1,6 @@
 // zb set: other values in a record.
+#include <memory>
+
 #include "commands.h"
 #include "failure.h"
 #include "options.h"
@@ -24,7 +26,7 @@ void Run(const Options& options) {
     Codec codec(encoding.name, options.text.badText);
     data.LockRecord(options.record);
     bool deleted = data.Read(options.record);
-    Assign(data, assignments, codec, options.loose);
+    Assign(data, assignments, codec, options.loose, options.text);
     data.Update(options.record);
     // An update makes a record live; one that was deleted stays so.
     if (deleted) data.Delete(options.record);
@@ -38,17 +40,14 @@ void Run(const Options& options) {
 
 void AddSet(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("set", "Change values of a record");
-    command->add_option("FILE", options->file, "The table")->required();
-    command->add_option("RECORD", options->record, "The record's number, from 1")->required();
-    command
-        ->add_option("FIELD=VALUE", options->values,
-                     "The new values; nothing behind the = makes a field blank")
-        ->required();
-    command->add_flag("--loose", options->loose, "Store values that don't fit as they fit");
-    AddTextOptions(*command, options->text);
-    AddOpenOptions(*command, options->open);
-    command->callback([options] { Run(*options); });
+    Command command(app, "set", "Change values of a record");
+    command.Positional("FILE", options->file, "The table");
+    command.Positional("RECORD", options->record, "The record's number, from 1");
+    command.Rest("FIELD=VALUE", options->values, "The new values; nothing behind the = makes a field blank");
+    command.Flag("--loose", options->loose, "Store values that don't fit as they fit");
+    AddTextOptions(command, options->text);
+    AddOpenOptions(command, options->open);
+    command.Run([options] { Run(*options); });
 }
 
 }  // namespace tool

@@ -1,8 +1,8 @@
 // The commands. A new one is a line in this list, and a file cmd_<name>.cpp
-// that defines Add<Name>: it adds its subcommand, options and callback.
+// that defines Add<Name>: it adds its command with the options and what it runs.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "command.h"
 
 #define ZB_COMMANDS(COMMAND) \
     COMMAND(Info)            \
@@ -15,6 +15,7 @@
     COMMAND(Delete)          \
     COMMAND(Recall)          \
     COMMAND(Pack)            \
+    COMMAND(Memo)            \
     COMMAND(Index)           \
     COMMAND(Find)            \
     COMMAND(Eval)

@@ -150,13 +150,13 @@ int FittingDialect(const std::vector<Field>& fields) {
 std::vector<ZbFieldSpec> Specs(const std::vector<Field>& fields) {
     std::vector<ZbFieldSpec> specs;
     for (const Field& field : fields) {
-        ZbFieldSpec spec = {};
+        ZbFieldSpec one = {};
         // A name that is too long stays too long, for the library to refuse.
-        std::memcpy(spec.name, field.name.data(), std::min(field.name.size(), sizeof spec.name - 1));
-        spec.type = static_cast<uint16_t>(field.type);
-        spec.width = field.width;
-        spec.decimals = field.decimals;
-        specs.push_back(spec);
+        std::memcpy(one.name, field.name.data(), std::min(field.name.size(), sizeof one.name - 1));
+        one.type = static_cast<uint16_t>(field.type);
+        one.width = field.width;
+        one.decimals = field.decimals;
+        specs.push_back(one);
     }
     return specs;
 }
@@ -237,13 +237,13 @@ void Data::Describe() {
     specs.pop_back();
     table.clear();
     uint16_t offset = 1;
-    for (const ZbFieldSpec& spec : specs) {
+    for (const ZbFieldSpec& one : specs) {
         Field field;
-        field.name = spec.name;
-        field.type = static_cast<char>(spec.type);
-        field.width = spec.width;
+        field.name = one.name;
+        field.type = static_cast<char>(one.type);
+        field.width = one.width;
         // The decimals of a wide text are the high byte of its width.
-        field.decimals = field.type == 'C' ? 0 : spec.decimals;
+        field.decimals = field.type == 'C' ? 0 : one.decimals;
         field.offset = offset;
         offset = static_cast<uint16_t>(offset + field.width);
         table.push_back(field);

@@ -36,20 +36,35 @@ std::vector<std::string> CaseVariants(const std::string& path) {
     return found;
 }
 
-char partName[4096];
+// Of a table and its memo file.
+char partNames[2][4096];
 
 // What an interrupt leaves behind is told by the shell's status; the part file
 // is taken away, so that nothing half-done stays.
 void RemovePartAndEnd(int signal) {
-    if (partName[0] != 0) unlink(partName);
+    for (const char* name : partNames)
+        if (name[0] != 0) unlink(name);
     _exit(128 + signal);
 }
 
-void SetPartName(const std::string& name) {
-    if (name.size() >= sizeof partName) return;
-    std::memcpy(partName, name.c_str(), name.size() + 1);
-    for (int number : {SIGINT, SIGTERM, SIGHUP})
-        std::signal(number, name.empty() ? SIG_DFL : RemovePartAndEnd);
+void SetHandlers() {
+    bool any = partNames[0][0] != 0 || partNames[1][0] != 0;
+    for (int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, any ? RemovePartAndEnd : SIG_DFL);
+}
+
+void KeepPartName(const std::string& name) {
+    for (auto& place : partNames)
+        if (place[0] == 0 && name.size() < sizeof place) {
+            std::memcpy(place, name.c_str(), name.size() + 1);
+            break;
+        }
+    SetHandlers();
+}
+
+void ForgetPartName(const std::string& name) {
+    for (auto& place : partNames)
+        if (name == place) place[0] = 0;
+    SetHandlers();
 }
 
 }  // namespace
@@ -97,20 +112,20 @@ PartFile::PartFile(const std::string& finalName) : target(finalName) {
     do {
         part = target + "." + std::to_string(getpid()) + "-" + std::to_string(number++) + ".part";
     } while (Exists(part));
-    SetPartName(part);
+    KeepPartName(part);
 }
 
 PartFile::~PartFile() {
     if (part.empty()) return;
     unlink(part.c_str());
-    SetPartName("");
+    ForgetPartName(part);
 }
 
 void PartFile::Commit() {
     if (std::rename(part.c_str(), target.c_str()) != 0)
         throw CodeFailure(ZB_ErrAccess, target, std::strerror(errno));
+    ForgetPartName(part);
     part.clear();
-    SetPartName("");
 }
 
 }  // namespace tool

@@ -1,5 +1,7 @@
 #include "index.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -15,43 +17,74 @@ constexpr size_t kKeyRoom = 256;
 
 }  // namespace
 
-CLI::Option* AddTypeOption(CLI::App& command, std::string& type, const std::string& help) {
-    return command.add_option("--type", type, help)
-        ->transform(CLI::IsMember({"C", "N", "D", "L"}, CLI::ignore_case))
-        ->option_text("C|N|D|L");
+void AddIndexName(Command& command, IndexOptions& options) {
+    command.Positional("INDEX", options.index, "The index file");
 }
 
-void AddIndexOptions(CLI::App& command, IndexOptions& options) {
-    command.add_option("INDEX", options.index, "The index file")->required();
-    AddTypeOption(command, options.type,
-                  "How to show keys: C text, N number, D date, L logical\n"
-                  "(default: by the file and the table; NDX, NTX and IDX files don't tell all types apart)");
+void AddIndexOptions(Command& command, IndexOptions& options) {
+    command.Option("--tag", options.tag, "The tag, of an MDX file (default: its only one)");
+    command.Option("--type", options.type,
+                   "What the keys are: C texts, N numbers, D dates, L logicals\n"
+                   "(default: by the file and the table; most files don't tell all of it)");
     AddTextOptions(command, options.text);
     AddOpenOptions(command, options.open);
 }
 
+char ParseType(const std::string& text) {
+    if (text.empty()) return 0;
+    constexpr std::string_view kTypes = "CNDLcndl";
+    size_t place = text.size() == 1 ? kTypes.find(text[0]) : std::string_view::npos;
+    if (place == std::string_view::npos)
+        throw Failure(Exit::usage, "--type '" + text + "': give C, N, D or L");
+    return kTypes[place % 4];
+}
+
+std::string FindTag(const IndexFormat& format, const std::string& path, const std::string& wanted) {
+    if (format.tags == nullptr) {
+        if (wanted.empty()) return {};
+        throw Failure(Exit::usage, path + ": --tag is for MDX files");
+    }
+    std::vector<std::string> names;
+    try {
+        names = format.tags(path);
+    } catch (const pages::NotAnIndex& error) {
+        throw Failure(Exit::damaged, path + ": no " + format.name + " index; " + error.what());
+    }
+    if (wanted.empty() && names.size() == 1) return names[0];
+    std::string known;
+    for (const std::string& name : names) {
+        if (strcasecmp(name.c_str(), wanted.c_str()) == 0) return name;
+        known += (known.empty() ? " " : ", ") + name;
+    }
+    known = names.empty() ? "; the file has no tags" : "; its tags are" + known;
+    if (wanted.empty()) throw Failure(Exit::usage, path + ": --tag is needed" + known);
+    throw Failure(Exit::notFound, path + ": " + DescribeCode(ZB_ErrTagName) + ": " + wanted + known);
+}
+
 IndexView::IndexView(const IndexOptions& options)
-    : form(FormatOf(options.index)),
-      name(FindFile(options.index)),
-      tagName(options.tag),
-      wantedType(options.type) {
+    : form(FormatOf(options.index)), name(FindFile(options.index)), wantedType(ParseType(options.type)) {
     if (!options.data.empty()) table = std::make_unique<Data>(options.data, Access::read, options.open);
     if (table && options.lock) table->LockShared();
+    tagName = FindTag(form, name, options.tag);
     Encoding encoding = ChooseEncoding(options.text.encoding, table ? table->header().language : 0,
                                        table ? table->path() : name);
     coding = std::make_unique<Codec>(encoding.name, options.text.badText);
 }
 
-void IndexView::ChooseType(const std::string& expression, bool numeric) {
-    keyType = numeric ? 'N' : 'C';
-    if (!wantedType.empty()) {
-        if (form.tellsType && numeric != (wantedType == "N" || wantedType == "D"))
+void IndexView::ChooseType(const std::string& expression, bool numeric, char told) {
+    keyType = told != 0 ? told : numeric ? 'N' : 'C';
+    if (wantedType != 0) {
+        bool wantsNumber = wantedType == 'N' || wantedType == 'D';
+        if (form.tellsType && (numeric != wantsNumber || (told != 0 && told != wantedType)))
             throw Failure(Exit::usage, title() + ": --type " + wantedType + ": its keys are " +
-                                           (numeric ? "numbers or dates" : "texts"));
-        keyType = wantedType[0];
+                                           (told == 'D'   ? "dates"
+                                            : !numeric    ? "texts"
+                                            : told == 'N' ? "numbers"
+                                                          : "numbers or dates"));
+        keyType = wantedType;
         return;
     }
-    if (!table) return;
+    if (!table || told != 0) return;
     try {
         char type = TryExpression(*table, expression).type;
         if (type == 'F') type = 'N';
@@ -90,18 +123,25 @@ Value IndexView::Read(std::string_view key) {
 }
 
 IndexPages::IndexPages(const IndexOptions& options) : IndexView(options) {
+    Survey(wanted());
+    ChooseType(found.expression, found.numeric, found.type);
+    // How packed keys begin depends on the type, which is only known now.
+    if (wanted() == 0 && !format().tellsType) Survey(type());
+}
+
+void IndexPages::Survey(char type) {
+    all.clear();
     try {
-        found = format().survey(path(), tag(), options.type.empty() ? '\0' : options.type[0],
-                                [this](const pages::Entry& entry) { all.push_back(entry); });
+        found =
+            format().survey(path(), tag(), type, [this](const pages::Entry& entry) { all.push_back(entry); });
     } catch (const pages::NotAnIndex& error) {
         throw Failure(Exit::damaged, title() + ": no " + format().name + " index; " + error.what());
     }
-    ChooseType(found.expression, found.numeric);
 }
 
 Index::Index(const IndexFormat& format, const std::string& path, const std::string& tag, char type,
              bool write)
-    : form(format), name(path) {
+    : form(format), name(path), keyType(type) {
     Check(form.open(handles, path, tag, type, write ? 0 : ZB_ReadOnly | ZB_Shared), name);
     open = true;
     Check(form.info(handles, about), name);
@@ -140,19 +180,29 @@ void Index::Add(const std::string& key, uint32_t record) {
 }
 
 std::string Index::Make(const Data& data) {
+    if (form.numberByValue && keyType == 'N') {
+        Result result = Evaluate(data, about.expression);
+        double value = 0;
+        if (result.bytes.size() == sizeof value) std::memcpy(&value, result.bytes.data(), sizeof value);
+        return Number(value);
+    }
     void* made = nullptr;
     Check(form.make(data.id(), handles.keys, &made), name);
     auto bytes = static_cast<const char*>(made);
-    std::string key(bytes, about.numeric ? length() : strnlen(bytes, length()));
+    std::string key(bytes, keyType == 'C' ? strnlen(bytes, length()) : length());
     ZBMFREE(made);
     key.resize(length(), ' ');
     return key;
 }
 
 std::string Index::Number(double value) {
-    char buffer[kKeyRoom] = {};
+    char buffer[kKeyRoom];
+    std::memset(buffer, ' ', sizeof buffer);
     Check(form.number(handles.keys, buffer, value), name);
-    return std::string(buffer, length());
+    // A text that is shorter than the key has its terminator there.
+    std::string key(buffer, length());
+    if (form.numberByValue) std::replace(key.begin(), key.end(), '\0', ' ');
+    return key;
 }
 
 std::string Index::Date(const std::string& digits) {
@@ -163,9 +213,9 @@ std::string Index::Date(const std::string& digits) {
 }
 
 IndexSearch::IndexSearch(const IndexOptions& options)
-    : IndexView(options),
-      calls(format(), path(), tag(), options.type.empty() ? '\0' : options.type[0], false) {
-    ChooseType(calls.info().expression, calls.info().numeric);
+    : IndexView(options), calls(format(), path(), tag(), wanted(), false) {
+    ChooseType(calls.info().expression, calls.info().numeric, calls.info().type);
+    calls.SetType(type());
 }
 
 EntryList::EntryList(IndexView& index, bool asJson, const std::vector<std::string>& fields)

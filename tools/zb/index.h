@@ -2,7 +2,6 @@
 // of the library on it.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -26,11 +25,17 @@ struct IndexOptions {
     TextOptions text;
 };
 
-// INDEX, and the options --tag, --type, --encoding, --bad-text, --dialect, --wait.
-void AddIndexOptions(CLI::App& command, IndexOptions& options);
+// The positional INDEX; and the options --tag, --type, --encoding, --bad-text,
+// --dialect, --wait.
+void AddIndexName(Command& command, IndexOptions& options);
+void AddIndexOptions(Command& command, IndexOptions& options);
 
-// --type's values.
-CLI::Option* AddTypeOption(CLI::App& command, std::string& type, const std::string& help);
+// C, N, D or L in either case; 0 for nothing. Throws a usage failure.
+char ParseType(const std::string& text);
+
+// The tag of that name among those of a file, or its only one where none is
+// named; nothing for formats without tags. Throws when there is none.
+std::string FindTag(const IndexFormat& format, const std::string& path, const std::string& wanted);
 
 // An index file, the table behind it where one is given, and how its keys read.
 class IndexView {
@@ -52,15 +57,16 @@ class IndexView {
     Value Read(std::string_view key);
 
   protected:
-    // Finds the type: `numeric` tells what the file does, the table by what the
-    // expression gives, and the user has the last word.
-    void ChooseType(const std::string& expression, bool numeric);
+    // Finds the type by what the file tells, by what the expression gives on the
+    // table, and by what the user says.
+    void ChooseType(const std::string& expression, bool numeric, char told);
+    char wanted() const { return wantedType; }
 
   private:
     const IndexFormat& form;
     std::string name;
     std::string tagName;
-    std::string wantedType;
+    char wantedType;
     std::unique_ptr<Data> table;
     std::unique_ptr<Codec> coding;
     char keyType = 0;
@@ -75,6 +81,8 @@ class IndexPages : public IndexView {
     const std::vector<pages::Entry>& entries() const { return all; }
 
   private:
+    void Survey(char type);
+
     pages::Survey found;
     std::vector<pages::Entry> all;
 };
@@ -90,6 +98,7 @@ class Index {
     void Close();
 
     const IndexInfo& info() const { return about; }
+    void SetType(char type) { keyType = type; }
 
     // Searches for the first key that begins with these bytes. False when the
     // index is empty; otherwise `entry` is the one found, or one near by.
@@ -98,7 +107,7 @@ class Index {
     bool Next(pages::Entry& entry);
     void Add(const std::string& key, uint32_t record);
 
-    // The key of the record in the table's buffer, filled with blanks.
+    // The key of the record in the table's buffer, a text's filled with blanks.
     std::string Make(const Data& data);
 
     // The key for a number, or for a date as YYYYMMDD or blanks.
@@ -112,6 +121,7 @@ class Index {
     std::string name;
     OpenIndex handles;
     IndexInfo about;
+    char keyType;
     bool open = false;
 };
 

@@ -1,7 +1,7 @@
 // The subcommands of zb index.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "command.h"
 
 namespace tool {
 
@@ -9,5 +9,7 @@ void AddIndexCreate(CLI::App& index);
 void AddIndexInfo(CLI::App& index);
 void AddIndexList(CLI::App& index);
 void AddIndexCheck(CLI::App& index);
+void AddIndexTags(CLI::App& index);
+void AddIndexErase(CLI::App& index);
 
 }  // namespace tool

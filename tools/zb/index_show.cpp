@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "failure.h"
+#include "files.h"
 #include "index.h"
 #include "index_commands.h"
 #include "terminal.h"
@@ -20,11 +21,14 @@ struct Options {
 };
 
 // What is shown is what could be read; that it isn't all has to be told.
+Failure DamageFailure(const std::string& title, const std::string& fault) {
+    return Failure(Exit::damaged, title + ": " + DescribeCode(ZB_ErrStructure) + ": " + fault +
+                                      " (zb index check tells all)");
+}
+
 void Report(const IndexPages& pages) {
     const std::vector<std::string>& faults = pages.survey().faults;
-    if (faults.empty()) return;
-    throw Failure(Exit::damaged, pages.title() + ": " + DescribeCode(ZB_ErrStructure) + ": " + faults[0] +
-                                     " (zb index check tells all)");
+    if (!faults.empty()) throw DamageFailure(pages.title(), faults[0]);
 }
 
 void Info(const Options& options) {
@@ -80,33 +84,88 @@ void List(const Options& options) {
     Report(pages);
 }
 
+void Tags(const Options& options) {
+    std::string path = FindFile(options.index.index);
+    const IndexFormat& format = FormatOf(path);
+    if (format.tags == nullptr) throw Failure(Exit::usage, path + ": tags are in MDX files");
+    pages::MdxSurvey file;
+    try {
+        file = pages::SurveyMdx(path);
+    } catch (const pages::NotAnIndex& error) {
+        throw Failure(Exit::damaged, path + ": no MDX index; " + error.what());
+    }
+    Output output;
+    Codec codec(ChooseEncoding(options.index.text.encoding, 0, path).name, BadText::replace);
+    std::unique_ptr<Table> table;
+    if (!options.json)
+        table = std::make_unique<Table>(
+            output, std::vector<Column>{
+                        {"TAG"}, {"TYPE"}, {"LENGTH", true}, {"KEYS", true}, {"UNIQUE"}, {"EXPRESSION"}});
+    for (const pages::TagSurvey& tag : file.tags) {
+        std::string expression;
+        codec.Decode(tag.tree.expression, expression);
+        if (options.json) {
+            nlohmann::ordered_json one{{"tag", tag.name},
+                                       {"type", std::string(1, tag.type)},
+                                       {"keyLength", tag.tree.keyLength},
+                                       {"keys", tag.tree.keys},
+                                       {"unique", tag.tree.unique},
+                                       {"expression", expression}};
+            output.Write(one.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+            continue;
+        }
+        AppendPrintable(tag.name, table->Cell(0));
+        table->Cell(1) = tag.type;
+        table->Cell(2) = std::to_string(tag.tree.keyLength);
+        table->Cell(3) = std::to_string(tag.tree.keys);
+        table->Cell(4) = tag.tree.unique ? "yes" : "";
+        AppendPrintable(expression, table->Cell(5));
+        table->EndRow();
+    }
+    if (table) table->Finish();
+    output.Finish();
+    std::vector<std::string> faults = file.AllFaults();
+    if (!faults.empty()) throw DamageFailure(path, faults[0]);
+}
+
 }  // namespace
 
 void AddIndexInfo(CLI::App& index) {
     auto options = std::make_shared<Options>();
-    CLI::App* command = index.add_subcommand("info", "Show an index's expression, keys and pages");
-    AddIndexOptions(*command, options->index);
-    command->add_option("--data", options->index.data, "The table: tells the type of the keys");
-    command->add_flag("--json", options->json, "As one JSON object");
-    command->callback([options] { Info(*options); });
+    Command command(index, "info", "Show an index's expression, keys and pages");
+    AddIndexName(command, options->index);
+    command.Option("--data", options->index.data, "The table: tells the type of the keys");
+    command.Flag("--json", options->json, "As one JSON object");
+    AddIndexOptions(command, options->index);
+    command.Run([options] { Info(*options); });
 }
 
 void AddIndexList(CLI::App& index) {
     auto options = std::make_shared<Options>();
-    CLI::App* command = index.add_subcommand("list", "List an index's keys and record numbers in order");
-    AddIndexOptions(*command, options->index);
-    command->add_option("--data", options->index.data, "The table: shows the records too");
-    command->add_option("--fields", options->fields, "Fields to show, in this order (default: all)")
-        ->delimiter(',');
-    command->add_flag("--reverse", options->reverse, "From the last key to the first");
-    command->add_option("--limit", options->limit, "At most so many entries");
-    command->add_flag("--json", options->json, "As JSON, one object a line");
-    command->footer(
+    Command command(index, "list", "List an index's keys and record numbers in order");
+    AddIndexName(command, options->index);
+    command.Option("--data", options->index.data, "The table: shows the records too");
+    command.List("--fields", options->fields, "Fields to show, in this order: NAME,BORN (default: all)");
+    command.Flag("--reverse", options->reverse, "From the last key to the first");
+    command.Option("--limit", options->limit, "At most so many entries");
+    command.Flag("--json", options->json, "As JSON, one object a line");
+    AddIndexOptions(command, options->index);
+    command.Footer(
+        "Keys are read from the pages themselves, packed ones of compact IDX files too.\n"
+        "\n"
         "Examples:\n"
         "  zb index list name.ndx --limit 10\n"
         "  zb index list born.ndx --type D --reverse --json\n"
         "  zb index list name.ndx --data people.dbf --fields NAME,BORN\n");
-    command->callback([options] { List(*options); });
+    command.Run([options] { List(*options); });
+}
+
+void AddIndexTags(CLI::App& index) {
+    auto options = std::make_shared<Options>();
+    Command command(index, "tags", "List the tags of an MDX file");
+    AddIndexName(command, options->index);
+    command.Flag("--json", options->json, "As JSON, one object a line");
+    command.Run([options] { Tags(*options); });
 }
 
 }  // namespace tool

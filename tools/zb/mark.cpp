@@ -1,6 +1,7 @@
 #include "mark.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "failure.h"
 #include "options.h"
@@ -57,11 +58,11 @@ void Run(const Options& options) {
 void AddMarkCommand(CLI::App& app, const std::string& name, const std::string& help, bool deletes) {
     auto options = std::make_shared<Options>();
     options->deletes = deletes;
-    CLI::App* command = app.add_subcommand(name, help);
-    command->add_option("FILE", options->file, "The table")->required();
-    command->add_option("RECORD", options->records, "Record numbers and ranges: 3 5-7 10-")->required();
-    AddOpenOptions(*command, options->open);
-    command->callback([options] { Run(*options); });
+    Command command(app, name, help);
+    command.Positional("FILE", options->file, "The table");
+    command.Rest("RECORD", options->records, "Record numbers and ranges: 3 5-7 10-");
+    AddOpenOptions(command, options->open);
+    command.Run([options] { Run(*options); });
 }
 
 }  // namespace tool

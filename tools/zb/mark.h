@@ -1,8 +1,9 @@
 // What deleting and recalling have in common: the delete flag of records.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+#include "command.h"
 
 namespace tool {
 

@@ -1,29 +1,26 @@
 #include "options.h"
 
 #include <charconv>
-#include <map>
 
 #include "failure.h"
 #include "terminal.h"
 
 namespace tool {
 
-void AddOpenOptions(CLI::App& command, OpenOptions& options) {
-    command.add_option("--dialect", options.dialect, "Dialect 1 to 9 (default: by the version byte)")
-        ->check(CLI::Range(1, 9));
-    command.add_option("--wait", options.wait, "Seconds to wait for another program's lock (default: 2)")
-        ->check(CLI::Range(0.0, 86400.0));
+void AddOpenOptions(Command& command, OpenOptions& options) {
+    command.Option("--dialect", options.dialect, 1, 9, "Dialect (default: by the version byte)");
+    command.Option("--wait", options.wait, 0, 86400,
+                   "Seconds to wait for another program's lock (default: 2)");
 }
 
-void AddTextOptions(CLI::App& command, TextOptions& options) {
-    static const std::map<std::string, BadText> policies{
-        {"replace", BadText::replace}, {"escape", BadText::escape}, {"refuse", BadText::refuse}};
-    command.add_option("--encoding", options.encoding,
-                       "Encoding of the table's text, such as cp437, cp850, cp1252, gbk, utf-8, raw\n"
-                       "(default: by the language byte, a .cpg file, or cp1252)");
-    command.add_option("--bad-text", options.badText, "Text that doesn't convert: replace, escape or refuse")
-        ->transform(CLI::CheckedTransformer(policies))
-        ->option_text("replace|escape|refuse");
+void AddTextOptions(Command& command, TextOptions& options) {
+    command.Option("--encoding", options.encoding,
+                   "Encoding of the table's text, such as cp437, cp850, cp1252, gbk, utf-8, raw\n"
+                   "(default: by the language byte, a .cpg file, or cp1252)");
+    command.Choice("--bad-text", options.badText,
+                   {{"replace", BadText::replace}, {"escape", BadText::escape}, {"refuse", BadText::refuse}},
+                   options.badText == BadText::refuse ? "Text that doesn't convert (default: refuse)"
+                                                      : "Text that doesn't convert (default: replace)");
 }
 
 Range ParseRange(const std::string& text) {
@@ -46,24 +43,17 @@ Range ParseRange(const std::string& text) {
     return range;
 }
 
-void AddScanOptions(CLI::App& command, ScanOptions& options) {
-    static const std::map<std::string, Deleted> choices{
-        {"skip", Deleted::skip}, {"include", Deleted::include}, {"only", Deleted::only}};
-    static const std::map<std::string, BadValues> policies{{"empty", BadValues::empty},
-                                                           {"raw", BadValues::raw}};
-    command.add_option("--fields", options.fields, "Fields to show, in this order (default: all)")
-        ->delimiter(',');
-    command.add_option("--records", options.records, "Records to show: 7, 10-20, 10- or -20 (default: all)");
-    command
-        .add_option("--deleted", options.deleted, "Deleted records: skip, include or only (default: skip)")
-        ->transform(CLI::CheckedTransformer(choices))
-        ->option_text("skip|include|only");
-    command.add_option("--limit", options.limit, "At most so many records");
-    command
-        .add_option("--bad-values", options.badValues,
-                    "Values that don't parse come out empty, or as raw text (default: empty)")
-        ->transform(CLI::CheckedTransformer(policies))
-        ->option_text("empty|raw");
+void AddScanOptions(Command& command, ScanOptions& options) {
+    command.List("--fields", options.fields, "Fields to show, in this order: NAME,BORN (default: all)");
+    command.Option("--records", options.records, "Records to show: 7, 10-20, 10- or -20 (default: all)");
+    command.Choice("--deleted", options.deleted,
+                   {{"skip", Deleted::skip}, {"include", Deleted::include}, {"only", Deleted::only}},
+                   "Deleted records (default: skip)");
+    command.Option("--limit", options.limit, "At most so many records");
+    command.Choice("--bad-values", options.badValues, {{"empty", BadValues::empty}, {"raw", BadValues::raw}},
+                   "Values that don't parse come out empty, or as raw text (default: empty)");
+    command.Option("--memo", options.memo, "The memo file (default: beside the table, .DBT or .FPT)");
+    command.Flag("--no-memo", options.noMemo, "Show the numbers of memos and not their text");
     AddTextOptions(command, options.text);
     AddOpenOptions(command, options.open);
 }
@@ -97,7 +87,12 @@ std::vector<Assignment> ParseAssignments(const std::vector<std::string>& texts) 
     return assignments;
 }
 
-void Assign(Data& data, const std::vector<Assignment>& assignments, Codec& codec, bool loose) {
+bool Tolerated(Fit fit, bool loose, const TextOptions& text) {
+    return loose || (fit == Fit::unencodable && text.badText != BadText::refuse);
+}
+
+void Assign(Data& data, const std::vector<Assignment>& assignments, Codec& codec, bool loose,
+            const TextOptions& text) {
     std::string bytes;
     for (const Assignment& assignment : assignments) {
         size_t number = FindField(data, assignment.field, codec);
@@ -105,7 +100,7 @@ void Assign(Data& data, const std::vector<Assignment>& assignments, Codec& codec
         Fit fit = MakeValue(field, assignment.value, codec, bytes);
         if (fit != Fit::exact) {
             std::string what = field.name + ": '" + assignment.value + "' " + DescribeFit(fit, field);
-            if (!loose)
+            if (!Tolerated(fit, loose, text))
                 throw CodeFailure(ZB_ErrFieldValue, data.path(),
                                   what + "; nothing was stored (--loose stores what fits)");
             Say(data.path() + ": " + what + "; stored is '" + bytes + "'");

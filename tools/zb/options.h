@@ -1,10 +1,10 @@
 // The options that several commands share, under the same names everywhere.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
+#include "command.h"
 #include "data.h"
 #include "text.h"
 #include "value.h"
@@ -12,7 +12,7 @@
 namespace tool {
 
 // --dialect, --wait
-void AddOpenOptions(CLI::App& command, OpenOptions& options);
+void AddOpenOptions(Command& command, OpenOptions& options);
 
 struct TextOptions {
     std::string encoding;
@@ -20,7 +20,7 @@ struct TextOptions {
 };
 
 // --encoding, --bad-text; what becomes of bad text by default is for the command to say.
-void AddTextOptions(CLI::App& command, TextOptions& options);
+void AddTextOptions(Command& command, TextOptions& options);
 
 enum class Deleted { skip, include, only };
 
@@ -40,10 +40,12 @@ struct ScanOptions {
     Deleted deleted = Deleted::skip;
     uint64_t limit = UINT64_MAX;
     BadValues badValues = BadValues::empty;
+    std::string memo;  // the memo file, where it isn't beside the table
+    bool noMemo = false;
 };
 
-// The above, and --fields, --records, --deleted, --limit, --bad-values.
-void AddScanOptions(CLI::App& command, ScanOptions& options);
+// The above, and --fields, --records, --deleted, --limit, --bad-values, --memo, --no-memo.
+void AddScanOptions(Command& command, ScanOptions& options);
 
 // The number of the field that `name`, in UTF-8, stands for. Throws when there is none.
 size_t FindField(const Data& data, const std::string& name, Codec& codec);
@@ -63,6 +65,11 @@ std::vector<Assignment> ParseAssignments(const std::vector<std::string>& texts);
 
 // Puts the values into the record buffer. Those that don't fit throw, or with
 // `loose` are stored as they fit, which is told.
-void Assign(Data& data, const std::vector<Assignment>& assignments, Codec& codec, bool loose);
+void Assign(Data& data, const std::vector<Assignment>& assignments, Codec& codec, bool loose,
+            const TextOptions& text);
+
+// Whether a value is stored that doesn't fit: characters are lost where
+// --bad-text says so, all else needs --loose.
+bool Tolerated(Fit fit, bool loose, const TextOptions& text);
 
 }  // namespace tool

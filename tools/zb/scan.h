@@ -3,10 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <vector>
 
 #include "failure.h"
+#include "memo.h"
 #include "options.h"
 
 namespace tool {
@@ -27,6 +29,7 @@ class Scan {
     bool Next();
     uint32_t record() const { return current; }
     bool isDeleted() const { return currentDeleted; }
+    bool showsMemos() const { return !noMemo; }
     // The value of a column in this record, until the next call.
     const Value& Get(size_t column);
 
@@ -36,6 +39,8 @@ class Scan {
 
   private:
     void MakeTitles();
+    void OpenMemos();
+    void ReadMemo();
 
     Data& data;
     Deleted deleted;
@@ -51,8 +56,15 @@ class Scan {
     uint32_t current = 0;
     bool currentDeleted = false;
     Value value;
+    std::string memoName;
+    bool noMemo;
+    bool memosSought = false;
+    std::unique_ptr<MemoFile> memos;
+    std::string memoBytes;
     std::optional<Failure> broken;
     uint64_t unreadable = 0;
+    uint64_t lostMemos = 0;
+    std::string lostWhere;  // the first of them
     uint64_t unconverted = 0;
 };
 

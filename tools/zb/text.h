@@ -42,6 +42,7 @@ class Codec {
     void operator=(const Codec&) = delete;
 
     bool raw() const { return isRaw; }
+    bool singleByte() const { return byTable; }
 
     // Both replace `out` and tell whether all of the text converted. Where it
     // didn't, `out` holds what the policy makes of it, nothing when that is to refuse.

@@ -11,8 +11,7 @@ namespace {
 struct Ndx {
     using Handle = int16_t;
     using Index = NdxFile;
-    static constexpr UnitNames Units = {"Nktop",  "Nkbot", "Nknext", "Nkprev", "Nkcur",
-                                        "Nkfind", "Nkadd", "Nkdel",  "Nkmake"};
+    static constexpr UnitNames Units = NdxUnits;
     // ZBDNKNEXT alone starts no walk: without a position it says KeyNear.
     static constexpr bool NextAlwaysRefinds = true;
 

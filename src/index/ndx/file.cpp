@@ -28,20 +28,9 @@ namespace {
 
 bool InFile(const NdxFile& index, uint32_t page) { return page >= 1 && page < index.pageCount; }
 
-Code WriteHeader(NdxFile& index, int offset, std::initializer_list<uint32_t> values) {
-    uint8_t bytes[8];
-    int length = 0;
-    for (uint32_t value : values) {
-        StoreLe32(bytes + length, value);
-        length += 4;
-    }
-    if (Hseek(index.handle, offset) < 0) return CurrentCode();
-    return Hwrite(index.handle, bytes, static_cast<int16_t>(length), true);
-}
-
 }  // namespace
 
-Code NdxWriteRoot(NdxFile& index) { return WriteHeader(index, 0, {index.rootPage}); }
+Code NdxWriteRoot(NdxFile& index) { return WriteHeaderFields(index.handle, 0, {index.rootPage}); }
 
 Code NpgetRaw(NdxFile& index, uint32_t page, NdxPage* view) {
     if (!InFile(index, page)) return Fail("Npget", ErrSeek);
@@ -72,7 +61,7 @@ Code Npnew(NdxFile& index, NdxPage* view) {
     if (page == 0) {
         page = index.pageCount++;
         Hsize(index.handle, int64_t{index.pageCount} * NdxPageSize);
-        if (WriteHeader(index, 4, {index.pageCount}) < 0) return Pass("Npnew");
+        if (WriteHeaderFields(index.handle, 4, {index.pageCount}) < 0) return Pass("Npnew");
     }
     if (NpgetRaw(index, page, view) < 0) return Pass("Npnew");
     if (index.freeHead != 0) index.freeHead = view->freeLink();
@@ -322,7 +311,7 @@ int32_t ZB_CALL ZBDNCLOSE(int16_t handle) {
     bool done = index->freeHead == 0 || Compact(*index) >= 0;
     Npforget(*index);
     if (!done) return CurrentCode();
-    if (index->headerDirty && WriteHeader(*index, 0, {index->rootPage, index->pageCount}) < 0)
+    if (index->headerDirty && WriteHeaderFields(index->handle, 0, {index->rootPage, index->pageCount}) < 0)
         return Pass("Nclose");
     if (Hclose(index->handle) < 0) return Pass("Nclose");
     ReleaseIndex(*index, handle);

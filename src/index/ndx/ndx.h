@@ -7,6 +7,9 @@
 
 namespace zb {
 
+inline constexpr UnitNames NdxUnits = {"Nktop",  "Nkbot", "Nknext", "Nkprev", "Nkcur",
+                                       "Nkfind", "Nkadd", "Nkdel",  "Nkmake"};
+
 // file.cpp
 
 NdxFile* Nslock(int handle);

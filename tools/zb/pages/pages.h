@@ -24,6 +24,7 @@ struct Survey {
     std::string expression;
     int keyLength = 0;
     bool numeric = false;  // keys are numbers, whatever their form
+    char type = 0;         // C, N or D, where the file tells all of it
     bool unique = false;
     uint64_t keys = 0;
     uint32_t pages = 0;      // reached, from the root
@@ -48,6 +49,38 @@ struct NotAnIndex : std::runtime_error {
 // Each walks the whole tree from the root and then looks at what it didn't
 // reach. `order` compares character keys; by bytes where it is empty.
 Survey SurveyNdx(const std::string& file, const EntrySink& sink = {}, const KeyOrder& order = {});
+Survey SurveyNtx(const std::string& file, const EntrySink& sink = {});
+
+// IDX keys sort by bytes. `fill` stands before the first key of a packed leaf: a
+// blank where the keys are texts, otherwise a zero byte, which the file doesn't
+// tell.
+Survey SurveyIdx(const std::string& file, const EntrySink& sink = {}, char fill = ' ');
+
+// One tag of an MDX file.
+struct TagSurvey {
+    std::string name;
+    char type = 0;  // C, D or N
+    Survey tree;    // its freePages stay 0: the tags share one free list
+};
+
+// What a survey of an MDX file found: each tag, and what belongs to none.
+struct MdxSurvey {
+    int blockUnits = 0;
+    std::vector<TagSurvey> tags;
+    uint32_t freePages = 0;
+    std::vector<std::string> faults;
+    std::vector<std::string> notes;
+
+    // Those of the file and of all tags, with the tag's name in front.
+    std::vector<std::string> AllFaults() const;
+};
+
+// Receives the entries of each tag in index order, with the tag's place in the
+// list from 0 on. `hider` is null, or the separator over the entry's page when
+// that is lower than the entry: a search for it looks in the next page.
+using TagEntrySink = std::function<void(size_t tag, const Entry&, const std::string* hider)>;
+
+MdxSurvey SurveyMdx(const std::string& file, const TagEntrySink& sink = {}, const KeyOrder& order = {});
 
 // Numbers in a file's bytes; zero beyond their end.
 uint16_t Le16(std::string_view bytes, size_t at);
