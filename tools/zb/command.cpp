@@ -57,6 +57,10 @@ void Command::Option(const std::string& name, double& value, double lowest, doub
     command->add_option(name, value, help)->check(CLI::Range(lowest, highest));
 }
 
+void Command::Repeated(const std::string& name, std::vector<std::string>& values, const std::string& help) {
+    command->add_option(name, values, help)->allow_extra_args(false);
+}
+
 void Command::List(const std::string& name, std::vector<std::string>& values, const std::string& help) {
     command->add_option(name, values, help)->delimiter(',');
 }
@@ -71,6 +75,8 @@ void Command::Word(const std::string& name, const std::vector<std::string>& word
         ->check(CLI::IsMember(words))
         ->option_text(CLI::detail::join(words, "|"));
 }
+
+void Command::Footer(const std::string& text) { command->footer(text); }
 
 void Command::Run(std::function<void()> body) { command->callback(std::move(body)); }
 

@@ -32,6 +32,8 @@ class Command {
     void Option(const std::string& name, int& value, int lowest, int highest, const std::string& help);
     void Option(const std::string& name, double& value, double lowest, double highest,
                 const std::string& help);
+    // Given any number of times, each with one value.
+    void Repeated(const std::string& name, std::vector<std::string>& values, const std::string& help);
     // Values separated by commas.
     void List(const std::string& name, std::vector<std::string>& values, const std::string& help);
 
@@ -48,6 +50,9 @@ class Command {
         Word(
             name, words, [&value, values](size_t index) { value = values[index]; }, help);
     }
+
+    // What help tells behind the options.
+    void Footer(const std::string& text);
 
     void Run(std::function<void()> body);
 

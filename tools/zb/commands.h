@@ -15,7 +15,10 @@
     COMMAND(Delete)          \
     COMMAND(Recall)          \
     COMMAND(Pack)            \
-    COMMAND(Memo)
+    COMMAND(Memo)            \
+    COMMAND(Index)           \
+    COMMAND(Find)            \
+    COMMAND(Eval)
 
 namespace tool {
 

@@ -313,6 +313,15 @@ void Data::UnlockForAppend() {
     Check(ZBDDUNLOCK(handle, kHeaderLock, &conflict), name);
 }
 
+void Data::LockUntilClose(int16_t kind) {
+    uint16_t conflict = 0;
+    bool locked = TryFor(options.wait, [&] {
+        Check(ZBDDLOCK(handle, kind, &conflict), name);
+        return conflict != kConflict;
+    });
+    if (!locked) throw CodeFailure(ZB_ErrLockViolation, name, "the index has to wait for it");
+}
+
 void Data::LockRecord(uint32_t record) {
     uint16_t conflict = 0;
     bool locked = TryFor(options.wait, [&] {

@@ -91,12 +91,16 @@ class Data {
     // program keeps the lock for longer than the wait.
     void LockForAppend();
     void UnlockForAppend();
+    // Until the close: others may read and lock records no more, or may no more change the table.
+    void LockWhole() { LockUntilClose(2); }
+    void LockShared() { LockUntilClose(4); }
     void LockRecord(uint32_t record);
     void UnlockRecord(uint32_t record);
 
   private:
     void Open(Access access);
     void Describe();
+    void LockUntilClose(int16_t kind);
 
     std::string name;
     OpenOptions options;

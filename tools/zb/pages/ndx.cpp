@@ -28,6 +28,11 @@ class NdxSurvey {
         else
             Visit(root, 1, nullptr);
         LookAtTheRest();
+        if (survey.pages > 1 && fullLeaves > 0)
+            Note(
+                "%u leaves are full: one that loses all its keys beside a full one stays as an empty page, "
+                "where walks and adds stop (after many deletes make the index anew)",
+                fullLeaves);
         return survey;
     }
 
@@ -39,12 +44,17 @@ class NdxSurvey {
     std::vector<bool> seen;
     uint32_t root = 0, pageCount = 0;
     int keysPerPage = 0, entrySize = 0;
+    uint32_t fullLeaves = 0;
     bool any = false;
     Entry last;
 
     template <class... Values>
     void Fault(const char* format, Values... values) {
         survey.faults.push_back(Text(format, values...));
+    }
+    template <class... Values>
+    void Hazard(const char* format, Values... values) {
+        survey.hazards.push_back(Text(format, values...));
     }
     template <class... Values>
     void Note(const char* format, Values... values) {
@@ -119,7 +129,9 @@ class NdxSurvey {
         if (survey.levels == 0) survey.levels = level;
         if (level != survey.levels)
             Fault("page %u, a leaf, stands on level %d, others on %d", page, level, survey.levels);
-        if (count == 0 && page != root) Note("page %u is a leaf without keys", page);
+        if (count == 0 && page != root)
+            Hazard("page %u is a leaf without keys: walks and adds stop there with ErrStructure (-6)", page);
+        if (count == keysPerPage) fullLeaves++;
         for (int i = 0; i < count; i++) {
             Entry entry{KeyAt(page, i), Le32(bytes, EntryAt(page, i) + 4), page};
             if (bound && Compare(entry.key, *bound) > 0)

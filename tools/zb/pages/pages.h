@@ -24,13 +24,15 @@ struct Survey {
     std::string expression;
     int keyLength = 0;
     bool numeric = false;  // keys are numbers, whatever their form
+    char type = 0;         // C, N or D, where the file tells all of it
     bool unique = false;
     uint64_t keys = 0;
     uint32_t pages = 0;      // reached, from the root
     uint32_t freePages = 0;  // on the free chain, or marked as free
     int levels = 0;
-    std::vector<std::string> faults;  // broken rules of the format
-    std::vector<std::string> notes;   // what is odd and allowed
+    std::vector<std::string> faults;   // broken rules of the format
+    std::vector<std::string> hazards;  // allowed, and yet the library stops there
+    std::vector<std::string> notes;    // what is odd and allowed
 };
 
 // Receives each entry in index order.

@@ -1,0 +1,36 @@
+// Expressions on a table's records.
+#pragma once
+
+#include <string>
+
+#include "data.h"
+#include "text.h"
+#include "value.h"
+
+namespace tool {
+
+// What an expression comes to: C text, D date as YYYYMMDD, N or F a double's
+// bytes, L one byte, M a block's number; a blank type for an empty expression.
+struct Result {
+    char type = ' ';
+    std::string bytes;
+};
+
+// Evaluates on the record in the buffer.
+Result Evaluate(const Data& data, const std::string& expression);
+
+// The same on the first record, or on a blank one of a table without records:
+// what the expression gives, in type and length.
+Result TryExpression(Data& data, const std::string& expression);
+
+// An expression of the user's, in the table's encoding.
+std::string EncodeExpression(const std::string& expression, Codec& codec);
+
+// The value for people and programs.
+Value ReadResult(const Result& result, Codec& codec);
+
+// A double by the fewest digits that tell it from all others; false when it is
+// infinite or no number.
+bool NumberText(double value, std::string& text);
+
+}  // namespace tool
