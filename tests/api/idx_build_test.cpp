@@ -1,6 +1,5 @@
 // IDX indexes built from data files, and what such files are good for.
 #include <algorithm>
-#include <map>
 #include <random>
 
 #include "support/idx.h"
