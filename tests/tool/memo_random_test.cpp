@@ -49,7 +49,7 @@ class MemoRandom : public LibraryTest, public testing::WithParamInterface<Setup>
             case 2: length = 256 * (1 + Below(8)) - Below(10); break;
             default: length = 1 + Below(Below(20) == 0 ? 32765 : 3000); break;
         }
-        std::string text(length, ' ');
+        std::string text(std::min(length, tool::kMemoLimit), ' ');
         for (char& c : text) c = static_cast<char>('a' + Below(26));
         return text;
     }
