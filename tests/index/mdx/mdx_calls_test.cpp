@@ -25,7 +25,7 @@ class MdxCalls : public LibraryTest {
         std::vector<Bytes> records;
         for (int i = 0; i < count; i++) {
             char text[16];
-            snprintf(text, sizeof text, " K%04d", i * 7919 % 10007);
+            snprintf(text, sizeof text, " K%04d", i * 7919 % 9973);
             records.push_back(text);
         }
         WriteFile("d.dbf", Dbf(3, 6, {DbfField("NAME", 'C', 5)}, records));
@@ -61,16 +61,15 @@ TEST_F(MdxCalls, CreateThatCantWriteClosesItsFile) {
     EXPECT_EQ(fake.Count(Call::Close), 1);
 }
 
-// An add that changes one page reads the header, the root's number and the page
-// twice, and writes the page.
-TEST_F(MdxCalls, AddTakesFourReadsAndAWrite) {
+// The header's changing fields, the root's number and the page: no more is read.
+TEST_F(MdxCalls, KeyCallsReadWhatTheyNeedAndAnAddWritesOnePage) {
     MakeFile();
     ASSERT_EQ(New("T", 5), 0);
     int32_t tag;
     ASSERT_EQ(Use("T", &tag), 0);
     FakePlatform fake;
     ASSERT_EQ(ZBDMKADD(tag, "ANNA", 1), 0);
-    EXPECT_LE(fake.Count(Call::Read), 3);
+    EXPECT_EQ(fake.Count(Call::Read), 3);
     EXPECT_EQ(fake.Count(Call::Write), 1);
     EXPECT_EQ(fake.Count(Call::Allocate), 0);
     fake.Reset();
