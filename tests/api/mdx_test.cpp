@@ -1648,7 +1648,7 @@ TEST_F(MdxDamage, AnyByteMayBeWrong) {
         random = random * 1103515245 + 12345;
         const unsigned values[] = {0, 5, 0xFF, random >> 16};
         Bytes bad = good;
-        bad[at] = static_cast<char>(values[at % 4]);
+        bad[at] = static_cast<char>(values[random >> 24 & 3]);
         WriteFile("x.mdx", bad);
         TryEverything();
     }
