@@ -109,22 +109,6 @@ TEST_P(IndexTool, NumbersSortBySizeAndShowAsNumbers) {
     EXPECT_EQ(Zb({"index", "check", "people.dbf", file}).status, 0);
 }
 
-TEST_P(IndexTool, DatesShowAsDates) {
-    Create("BORN");
-    std::string blank = "3 null\n", first = "1 \"1970-01-01\"\n2 \"1985-12-31\"\n",
-                last = "5 \"2024-01-01\"\n";
-    // 29 February and 1 March have one day count in MDX files.
-    std::string leap = Is("mdx") ? "4 \"1996-03-01\"\n" : "4 \"1996-02-29\"\n";
-    if (Is("mdx")) first = "1 \"1970-01-01\"\n2 \"1985-12-31\"\n";
-    std::string blankLast = first + leap + last + blank, blankFirst = blank + first + leap + last;
-    EXPECT_EQ(Entries({file, "--type", "D"}), Is("ndx") || Is("mdx") ? blankLast : blankFirst);
-    EXPECT_EQ(Zb({"find", file, "1985-12-31", "--type", "D"}).out, "#  KEY\n2  1985-12-31\n");
-    EXPECT_EQ(Zb({"find", file, "", "--data", "people.dbf", "--fields", "NAME"}).out,
-              "#  KEY  *  NAME\n3       *  Smyth\n");
-    EXPECT_EQ(Zb({"find", file, "1985-12-30", "--data", "people.dbf"}).status, 3);
-    EXPECT_EQ(Zb({"index", "check", "people.dbf", file}).status, 0);
-}
-
 TEST_P(IndexTool, FindTakesBeginningsPatternsAndWholeKeys) {
     Create("NAME");
     auto found = [&](Arguments more) {
@@ -151,19 +135,6 @@ TEST_P(IndexTool, FindTakesBeginningsPatternsAndWholeKeys) {
     Result none = Zb({"find", file, "Nobody"});
     EXPECT_EQ(none.status, 3);
     EXPECT_NE(none.err.find("there is no key 'Nobody' or longer\n"), std::string::npos) << none.err;
-}
-
-TEST_P(IndexTool, InfoTellsWhatTheFileIs) {
-    Create("LEFT( name, 3 )+DTOS(BORN)");
-    Json info = Json::parse(Zb({"index", "info", file, "--json"}).out);
-    EXPECT_EQ(info["file"], file);
-    EXPECT_EQ(info["expression"], "LEFT(NAME,3)+DTOS(BORN)");
-    EXPECT_EQ(info["type"], "text");
-    EXPECT_EQ(info["keyLength"], 11);
-    EXPECT_EQ(info["unique"], false);
-    EXPECT_EQ(info["keys"], 5);
-    EXPECT_EQ(info["pages"], 1);
-    EXPECT_EQ(info["levels"], 1);
 }
 
 TEST_P(IndexTool, CheckTellsEachRecordWhoseKeyIsWrong) {
@@ -223,8 +194,9 @@ TEST_P(IndexTool, AUniqueIndexKeepsEqualKeysAndSaysSo) {
     Json check = CheckOf("people.dbf", file, 0);
     if (Is("mdx")) check = check["tags"][0];
     EXPECT_EQ(check["notes"],
-              Json::array({"the index is marked as unique and holds 1 key beyond the first of its kind; the library "
-                    "adds them all the same"}));
+              Json::array(
+                  {"the index is marked as unique and holds 1 key beyond the first of its kind; the library "
+                   "adds them all the same"}));
 }
 
 TEST_P(IndexTool, NothingStandsUnderTheNameBeforeItIsWhole) {
@@ -241,7 +213,7 @@ TEST_P(IndexTool, AnotherProgramsLockIsRespected) {
     Create("NAME");
     ASSERT_EQ(ZBDINIT(100, 4), 0);
     uint16_t handle = 0, conflict = 0;
-    ASSERT_EQ(ZBDDOPENX(&handle, "people.dbf", ZB_DialectClassic | ZB_Shared), 0);
+    ASSERT_EQ(ZBDDOPENX(&handle, "people.dbf", uint16_t{ZB_DialectClassic} | ZB_Shared), 0);
     auto data = static_cast<int16_t>(handle);
     ASSERT_EQ(ZBDDRLOCK(data, 1, 7, &conflict), 0);
     Result create =
@@ -303,32 +275,6 @@ TEST_F(Tool, CommandLinesOfIndexesThatMakeNoSense) {
     EXPECT_EQ(Zb({"index", "list", "y.ndx"}).status, 3);
 }
 
-TEST_F(Tool, BrokenRulesOfNdxPagesAreToldOneByOne) {
-    WriteFile("people.dbf", Wide(10));
-    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.ndx", "--on", "KEY"}).status, 0);
-    const Bytes clean = ReadFile("x.ndx");
-    // Leaves 1, 2 and 4 of four, four and two keys, and the root 3.
-    auto faults = [&](size_t at, const Bytes& bytes) {
-        Bytes file = clean;
-        file.replace(at, bytes.size(), bytes);
-        WriteFile("x.ndx", file);
-        return CheckOf("people.dbf", "x.ndx", 4)["faults"].dump();
-    };
-    constexpr size_t kPage = 512;
-    auto tells = [](const std::string& text, const char* what) {
-        EXPECT_NE(text.find(what), std::string::npos) << text;
-    };
-    tells(faults(2 * kPage + 12, "zzz"), "page 2: key 1 is out of order");
-    tells(faults(2 * kPage, Bytes(1, 9)), "page 2 holds 9 keys");
-    tells(faults(3 * kPage + 4, Hex("02 00 00 00")), "page 2 is reached twice");
-    tells(faults(3 * kPage + 4, Hex("02 00 00 00")), "page 1 is never reached and isn't free");
-    tells(faults(3 * kPage + 4, Hex("63 00 00 00")), "page 99, a child, lies outside the file");
-    tells(faults(3 * kPage + 12, "000"), "lies above the key over the page");
-    tells(faults(4, Hex("06 00 00 00")), "the header counts 6 pages");
-    WriteFile("x.ndx", clean);
-    EXPECT_EQ(CheckOf("people.dbf", "x.ndx", 0)["faults"], Json::array());
-}
-
 TEST_F(Tool, AnNdxLeafThatLostAllItsKeysIsAFault) {
     WriteFile("people.dbf", Wide(12));
     ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.ndx", "--on", "KEY"}).status, 0);
@@ -364,15 +310,6 @@ TEST_F(Tool, AnNtxIndexForReadingIsToldToBeThat) {
     EXPECT_NE(notes.find("short pages are what a build in one go leaves"), std::string::npos) << notes;
     ASSERT_EQ(Zb({"index", "create", "people.dbf", "y.ntx", "--on", "KEY"}).status, 0);
     EXPECT_EQ(CheckOf("people.dbf", "y.ntx", 0)["notes"], Json::array());
-}
-
-TEST_F(Tool, NegativeNumbersThatABuildPutIntoAnNtxIndexAreAccepted) {
-    WriteFile("people.dbf", People());
-    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.ntx", "--on", "AMOUNT", "--for-reading"}).status, 0);
-    Json check = CheckOf("people.dbf", "x.ntx", 0);
-    EXPECT_NE(check["notes"].dump().find("2 numbers stand in a form that a build gives negative ones"),
-              std::string::npos)
-        << check;
 }
 
 // What the tool makes stays sound, whatever is added and deleted.
@@ -440,22 +377,6 @@ TEST_F(Tool, AStandardIdxIndexHasItsLastSeparators) {
     EXPECT_NE(notes.find("what a build leaves at the right edge"), std::string::npos) << notes;
 }
 
-TEST_F(Tool, PackedKeysAreShownFoundAndCompared) {
-    WriteFile("people.dbf", People());
-    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.idx", "--on", "NAME", "--compact"}).status, 0);
-    EXPECT_EQ(Json::parse(Zb({"index", "info", "x.idx", "--json"}).out)["format"], "IDX, compact");
-    EXPECT_EQ(Entries({"x.idx"}), "2 \"Adams\"\n4 \"Jones\"\n1 \"Smith\"\n5 \"Smith\"\n3 \"Smyth\"\n");
-    EXPECT_EQ(Zb({"find", "x.idx", "Smi"}).out, "#  KEY\n1  Smith\n5  Smith\n");
-    EXPECT_EQ(CheckOf("people.dbf", "x.idx", 0)["clean"], true);
-    ASSERT_EQ(Zb({"set", "people.dbf", "1", "NAME=Zoe"}).status, 0);
-    EXPECT_EQ(CheckOf("people.dbf", "x.idx", 4)["faults"].size(), 1u);
-    ASSERT_EQ(Zb({"index", "create", "people.dbf", "n.idx", "--on", "AMOUNT", "--compact"}).status, 0);
-    EXPECT_EQ(Entries({"n.idx"}), "2 -20\n4 -0.25\n5 0\n1 1.5\n3 1000\n");
-    EXPECT_EQ(CheckOf("people.dbf", "n.idx", 0)["clean"], true);
-    ASSERT_EQ(Zb({"index", "create", "people.dbf", "d.idx", "--on", "BORN", "--compact"}).status, 0);
-    EXPECT_EQ(Entries({"d.idx", "--data", "people.dbf", "--limit", "2"}), "3 null\n1 \"1970-01-01\"\n");
-}
-
 TEST_F(Tool, ManyPackedKeysKeepTheirBytes) {
     WriteFile("people.dbf", Wide(300));
     ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.idx", "--on", "KEY", "--compact"}).status, 0);
@@ -473,45 +394,6 @@ TEST_F(Tool, RecordNumbersThatPackedKeysCannotCarryAreRefused) {
     EXPECT_EQ(Names(), std::vector<std::string>{"people.dbf"});
 }
 
-TEST_F(Tool, LogicalKeysAreForIdx) {
-    WriteFile("t.dbf", Table({{"OK", 'L', 1}}, {" T", " F", " T"}));
-    ASSERT_EQ(Zb({"index", "create", "t.dbf", "x.idx", "--on", "OK"}).status, 0);
-    EXPECT_EQ(Entries({"x.idx", "--data", "t.dbf"}), "2 \"F\"\n1 \"T\"\n3 \"T\"\n");
-    EXPECT_EQ(CheckOf("t.dbf", "x.idx", 0)["clean"], true);
-    EXPECT_EQ(Zb({"index", "create", "t.dbf", "x.ndx", "--on", "OK"}).status, 1);
-}
-
-TEST_F(Tool, TagsComeTogetherAndOneByOneAndGo) {
-    WriteFile("people.dbf", People());
-    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "name", "--on", "NAME", "--tag", "born",
-                  "--on", "BORN"})
-                  .status,
-              0);
-    Result again = Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "NAME", "--on", "BORN"});
-    EXPECT_EQ(again.status, 1);
-    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "amount", "--on", "AMOUNT"}).status, 0);
-    EXPECT_EQ(Zb({"index", "tags", "x.mdx"}).out,
-              "TAG     TYPE  LENGTH  KEYS  UNIQUE  EXPRESSION\n"
-              "NAME    C          6     5          NAME\n"
-              "BORN    D          8     5          BORN\n"
-              "AMOUNT  N         12     5          AMOUNT\n");
-    EXPECT_EQ(Zb({"index", "list", "x.mdx"}).status, 2);
-    EXPECT_EQ(Zb({"index", "list", "x.mdx", "--tag", "no"}).status, 3);
-    EXPECT_EQ(Entries({"x.mdx", "--tag", "amount"}), "2 -20\n4 -0.25\n5 0\n1 1.5\n3 1000\n");
-    ASSERT_EQ(
-        Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "name", "--on", "LEFT(NAME,1)", "--force"})
-            .status,
-        0);
-    EXPECT_EQ(Entries({"x.mdx", "--tag", "name"}), "2 \"A\"\n4 \"J\"\n1 \"S\"\n3 \"S\"\n5 \"S\"\n");
-    ASSERT_EQ(Zb({"index", "erase", "x.mdx", "--tag", "born"}).status, 0);
-    Json check = CheckOf("people.dbf", "x.mdx", 0);
-    EXPECT_EQ(check["clean"], true);
-    ASSERT_EQ(check["tags"].size(), 2u);
-    EXPECT_GT(check["tags"][0]["freePages"], 0);
-    EXPECT_EQ(Zb({"index", "erase", "x.mdx", "--tag", "born"}).status, 3);
-    EXPECT_EQ(Names(), (std::vector<std::string>{"people.dbf", "x.mdx"}));
-}
-
 TEST_F(Tool, MdxFilesCarryADayThatTheFormatTakes) {
     WriteFile("people.dbf", People());
     ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "A", "--on", "NAME"}).status, 0);
@@ -526,43 +408,7 @@ TEST_F(Tool, MdxFilesCarryADayThatTheFormatTakes) {
     EXPECT_EQ(Names(), (std::vector<std::string>{"people.dbf", "x.mdx", "y.mdx"}));
 }
 
-TEST_F(Tool, TheFreeListOfAnMdxFileIsChecked) {
-    WriteFile("people.dbf", People());
-    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "A", "--on", "NAME", "--tag", "B",
-                  "--on", "BORN"})
-                  .status,
-              0);
-    ASSERT_EQ(Zb({"index", "erase", "x.mdx", "--tag", "B"}).status, 0);
-    Bytes file = ReadFile("x.mdx");
-    file[40] = 7;
-    WriteFile("x.mdx", file);
-    Json check = CheckOf("people.dbf", "x.mdx", 4);
-    EXPECT_EQ(check["faults"], Json::array({"the header counts 7 free pages, 2 are"}));
-    EXPECT_EQ(check["tags"][0]["clean"], true);
-}
-
 // ---- eval ----
-
-TEST_F(Tool, EvalShowsWhatAnExpressionComesTo) {
-    WriteFile("people.dbf", People());
-    auto eval = [](const char* record, const char* expression) {
-        return Zb({"eval", "people.dbf", record, expression}).out;
-    };
-    EXPECT_EQ(eval("1", "name + dtos(born)"), "Smith 19700101\n");
-    EXPECT_EQ(eval("1", "AMOUNT+10"), "11.5\n");
-    EXPECT_EQ(eval("2", "AMOUNT"), "-20\n");
-    EXPECT_EQ(eval("4", "BORN"), "1996-02-29\n");
-    EXPECT_EQ(eval("3", "BORN"), "\n");
-    EXPECT_EQ(eval("3", "STR(AMOUNT,8,1)"), "  1000.0\n");
-    EXPECT_EQ(Zb({"eval", "people.dbf", "1", "LEFT(NAME,2)", "--json"}).out,
-              "{\"type\":\"C\",\"length\":2,\"value\":\"Sm\"}\n");
-    EXPECT_EQ(Zb({"eval", "people.dbf", "3", "BORN", "--json"}).out,
-              "{\"type\":\"D\",\"length\":8,\"value\":null}\n");
-    Result wrong = Zb({"eval", "people.dbf", "1", "NAME+10"});
-    EXPECT_EQ(wrong.status, 1);
-    EXPECT_NE(wrong.err.find("people.dbf: ErrExpression (-7)"), std::string::npos) << wrong.err;
-    EXPECT_EQ(Zb({"eval", "people.dbf", "9", "NAME"}).status, 3);
-}
 
 }  // namespace
 }  // namespace test
