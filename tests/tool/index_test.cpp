@@ -109,6 +109,22 @@ TEST_P(IndexTool, NumbersSortBySizeAndShowAsNumbers) {
     EXPECT_EQ(Zb({"index", "check", "people.dbf", file}).status, 0);
 }
 
+TEST_P(IndexTool, DatesShowAsDates) {
+    Create("BORN");
+    std::string blank = "3 null\n", first = "1 \"1970-01-01\"\n2 \"1985-12-31\"\n",
+                last = "5 \"2024-01-01\"\n";
+    // 29 February and 1 March have one day count in MDX files.
+    std::string leap = Is("mdx") ? "4 \"1996-03-01\"\n" : "4 \"1996-02-29\"\n";
+    if (Is("mdx")) first = "1 \"1970-01-01\"\n2 \"1985-12-31\"\n";
+    std::string blankLast = first + leap + last + blank, blankFirst = blank + first + leap + last;
+    EXPECT_EQ(Entries({file, "--type", "D"}), Is("ndx") || Is("mdx") ? blankLast : blankFirst);
+    EXPECT_EQ(Zb({"find", file, "1985-12-31", "--type", "D"}).out, "#  KEY\n2  1985-12-31\n");
+    EXPECT_EQ(Zb({"find", file, "", "--data", "people.dbf", "--fields", "NAME"}).out,
+              "#  KEY  *  NAME\n3       *  Smyth\n");
+    EXPECT_EQ(Zb({"find", file, "1985-12-30", "--data", "people.dbf"}).status, 3);
+    EXPECT_EQ(Zb({"index", "check", "people.dbf", file}).status, 0);
+}
+
 TEST_P(IndexTool, FindTakesBeginningsPatternsAndWholeKeys) {
     Create("NAME");
     auto found = [&](Arguments more) {
@@ -394,6 +410,45 @@ TEST_F(Tool, RecordNumbersThatPackedKeysCannotCarryAreRefused) {
     EXPECT_EQ(Names(), std::vector<std::string>{"people.dbf"});
 }
 
+TEST_F(Tool, LogicalKeysAreForIdx) {
+    WriteFile("t.dbf", Table({{"OK", 'L', 1}}, {" T", " F", " T"}));
+    ASSERT_EQ(Zb({"index", "create", "t.dbf", "x.idx", "--on", "OK"}).status, 0);
+    EXPECT_EQ(Entries({"x.idx", "--data", "t.dbf"}), "2 \"F\"\n1 \"T\"\n3 \"T\"\n");
+    EXPECT_EQ(CheckOf("t.dbf", "x.idx", 0)["clean"], true);
+    EXPECT_EQ(Zb({"index", "create", "t.dbf", "x.ndx", "--on", "OK"}).status, 1);
+}
+
+TEST_F(Tool, TagsComeTogetherAndOneByOneAndGo) {
+    WriteFile("people.dbf", People());
+    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "name", "--on", "NAME", "--tag", "born",
+                  "--on", "BORN"})
+                  .status,
+              0);
+    Result again = Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "NAME", "--on", "BORN"});
+    EXPECT_EQ(again.status, 1);
+    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "amount", "--on", "AMOUNT"}).status, 0);
+    EXPECT_EQ(Zb({"index", "tags", "x.mdx"}).out,
+              "TAG     TYPE  LENGTH  KEYS  UNIQUE  EXPRESSION\n"
+              "NAME    C          6     5          NAME\n"
+              "BORN    D          8     5          BORN\n"
+              "AMOUNT  N         12     5          AMOUNT\n");
+    EXPECT_EQ(Zb({"index", "list", "x.mdx"}).status, 2);
+    EXPECT_EQ(Zb({"index", "list", "x.mdx", "--tag", "no"}).status, 3);
+    EXPECT_EQ(Entries({"x.mdx", "--tag", "amount"}), "2 -20\n4 -0.25\n5 0\n1 1.5\n3 1000\n");
+    ASSERT_EQ(
+        Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "name", "--on", "LEFT(NAME,1)", "--force"})
+            .status,
+        0);
+    EXPECT_EQ(Entries({"x.mdx", "--tag", "name"}), "2 \"A\"\n4 \"J\"\n1 \"S\"\n3 \"S\"\n5 \"S\"\n");
+    ASSERT_EQ(Zb({"index", "erase", "x.mdx", "--tag", "born"}).status, 0);
+    Json check = CheckOf("people.dbf", "x.mdx", 0);
+    EXPECT_EQ(check["clean"], true);
+    ASSERT_EQ(check["tags"].size(), 2u);
+    EXPECT_GT(check["tags"][0]["freePages"], 0);
+    EXPECT_EQ(Zb({"index", "erase", "x.mdx", "--tag", "born"}).status, 3);
+    EXPECT_EQ(Names(), (std::vector<std::string>{"people.dbf", "x.mdx"}));
+}
+
 TEST_F(Tool, MdxFilesCarryADayThatTheFormatTakes) {
     WriteFile("people.dbf", People());
     ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "A", "--on", "NAME"}).status, 0);
@@ -408,7 +463,43 @@ TEST_F(Tool, MdxFilesCarryADayThatTheFormatTakes) {
     EXPECT_EQ(Names(), (std::vector<std::string>{"people.dbf", "x.mdx", "y.mdx"}));
 }
 
+TEST_F(Tool, TheFreeListOfAnMdxFileIsChecked) {
+    WriteFile("people.dbf", People());
+    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "A", "--on", "NAME", "--tag", "B",
+                  "--on", "BORN"})
+                  .status,
+              0);
+    ASSERT_EQ(Zb({"index", "erase", "x.mdx", "--tag", "B"}).status, 0);
+    Bytes file = ReadFile("x.mdx");
+    file[40] = 7;
+    WriteFile("x.mdx", file);
+    Json check = CheckOf("people.dbf", "x.mdx", 4);
+    EXPECT_EQ(check["faults"], Json::array({"the header counts 7 free pages, 2 are"}));
+    EXPECT_EQ(check["tags"][0]["clean"], true);
+}
+
 // ---- eval ----
+
+TEST_F(Tool, EvalShowsWhatAnExpressionComesTo) {
+    WriteFile("people.dbf", People());
+    auto eval = [](const char* record, const char* expression) {
+        return Zb({"eval", "people.dbf", record, expression}).out;
+    };
+    EXPECT_EQ(eval("1", "name + dtos(born)"), "Smith 19700101\n");
+    EXPECT_EQ(eval("1", "AMOUNT+10"), "11.5\n");
+    EXPECT_EQ(eval("2", "AMOUNT"), "-20\n");
+    EXPECT_EQ(eval("4", "BORN"), "1996-02-29\n");
+    EXPECT_EQ(eval("3", "BORN"), "\n");
+    EXPECT_EQ(eval("3", "STR(AMOUNT,8,1)"), "  1000.0\n");
+    EXPECT_EQ(Zb({"eval", "people.dbf", "1", "LEFT(NAME,2)", "--json"}).out,
+              "{\"type\":\"C\",\"length\":2,\"value\":\"Sm\"}\n");
+    EXPECT_EQ(Zb({"eval", "people.dbf", "3", "BORN", "--json"}).out,
+              "{\"type\":\"D\",\"length\":8,\"value\":null}\n");
+    Result wrong = Zb({"eval", "people.dbf", "1", "NAME+10"});
+    EXPECT_EQ(wrong.status, 1);
+    EXPECT_NE(wrong.err.find("people.dbf: ErrExpression (-7)"), std::string::npos) << wrong.err;
+    EXPECT_EQ(Zb({"eval", "people.dbf", "9", "NAME"}).status, 3);
+}
 
 }  // namespace
 }  // namespace test

@@ -1,5 +1,7 @@
 #include "evaluate.h"
 
+#include <strings.h>
+
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -8,7 +10,20 @@
 
 namespace tool {
 
+bool IsBlankDate(const Data& data, const std::string& expression) {
+    const std::vector<Field>& fields = data.fields();
+    for (size_t number = 0; number < fields.size(); ++number) {
+        if (fields[number].type != 'D' || strcasecmp(fields[number].name.c_str(), expression.c_str()) != 0)
+            continue;
+        std::string text(size_t{fields[number].width} + 1, '\0');
+        Check(ZBDDFGETS(data.id(), static_cast<int16_t>(number), text.data()), data.path());
+        return text.find_first_not_of(' ') == fields[number].width;
+    }
+    return false;
+}
+
 Result Evaluate(const Data& data, const std::string& expression) {
+    if (IsBlankDate(data, expression)) return {'D', std::string(8, ' ')};
     std::string text = expression;  // the library takes blanks out of it
     ZbEvalResult value = {};
     Check(ZBDXEVAL(data.id(), text.data(), &value), data.path(), "in '" + expression + "'");

@@ -19,6 +19,11 @@ struct Result {
 // Evaluates on the record in the buffer.
 Result Evaluate(const Data& data, const std::string& expression);
 
+// Whether an expression is no more than a date field that is blank in the
+// current record. The library takes a blank date for an invalid one where fields
+// that are filled stand behind it.
+bool IsBlankDate(const Data& data, const std::string& expression);
+
 // The same on the first record, or on a blank one of a table without records:
 // what the expression gives, in type and length.
 Result TryExpression(Data& data, const std::string& expression);

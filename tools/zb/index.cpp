@@ -186,6 +186,7 @@ std::string Index::Make(const Data& data) {
         if (result.bytes.size() == sizeof value) std::memcpy(&value, result.bytes.data(), sizeof value);
         return Number(value);
     }
+    if (keyType == 'D' && IsBlankDate(data, about.expression)) return Date(std::string(8, ' '));
     void* made = nullptr;
     Check(form.make(data.id(), handles.keys, &made), name);
     auto bytes = static_cast<const char*>(made);

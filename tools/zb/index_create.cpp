@@ -135,6 +135,13 @@ void Grow(const IndexFormat& format, const std::string& path, const NewIndex& wa
     index.Close();
 }
 
+// Whether a build gives the keys that single adds do: those of MDX and IDX files
+// stumble over blank dates, and those of IDX files write no logical keys.
+bool BuildMakesKeys(const IndexFormat& format, const NewIndex& wanted) {
+    bool simple = wanted.type == 'C' || wanted.type == 'N' || wanted.compact;
+    return simple || Is(format, "NDX") || Is(format, "NTX");
+}
+
 // Looks at what was made before it is handed over.
 void Inspect(const IndexFormat& format, const std::string& path, const NewIndex& wanted, uint32_t records,
              bool grown, const std::string& title) {
@@ -192,7 +199,7 @@ void Run(const Options& options) {
             Check(EraseTag(place.path(), wanted.tag), title);
         }
         bool grown = Is(format, "NTX") && !options.forReading;
-        if (grown)
+        if (grown || !BuildMakesKeys(format, wanted))
             Grow(format, place.path(), wanted, data);
         else
             Check(format.build(data.id(), place.path(), wanted, wanted.expression), title);
