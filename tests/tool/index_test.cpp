@@ -291,6 +291,32 @@ TEST_F(Tool, CommandLinesOfIndexesThatMakeNoSense) {
     EXPECT_EQ(Zb({"index", "list", "y.ndx"}).status, 3);
 }
 
+TEST_F(Tool, BrokenRulesOfNdxPagesAreToldOneByOne) {
+    WriteFile("people.dbf", Wide(10));
+    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.ndx", "--on", "KEY"}).status, 0);
+    const Bytes clean = ReadFile("x.ndx");
+    // Leaves 1, 3 and 4 of four, four and two keys, and the root 2.
+    auto faults = [&](size_t at, const Bytes& bytes) {
+        Bytes file = clean;
+        file.replace(at, bytes.size(), bytes);
+        WriteFile("x.ndx", file);
+        return CheckOf("people.dbf", "x.ndx", 4)["faults"].dump();
+    };
+    constexpr size_t kPage = 512;
+    auto tells = [](const std::string& text, const char* what) {
+        EXPECT_NE(text.find(what), std::string::npos) << text;
+    };
+    tells(faults(3 * kPage + 12, "zzz"), "page 3: key 1 is out of order");
+    tells(faults(3 * kPage, Bytes(1, 9)), "page 3 holds 9 keys");
+    tells(faults(2 * kPage + 4, Hex("03 00 00 00")), "page 3 is reached twice");
+    tells(faults(2 * kPage + 4, Hex("03 00 00 00")), "page 1 is never reached and isn't free");
+    tells(faults(2 * kPage + 4, Hex("63 00 00 00")), "page 99, a child, lies outside the file");
+    tells(faults(2 * kPage + 12, "000"), "lies above the key over the page");
+    tells(faults(4, Hex("06 00 00 00")), "the header counts 6 pages");
+    WriteFile("x.ndx", clean);
+    EXPECT_EQ(CheckOf("people.dbf", "x.ndx", 0)["faults"], Json::array());
+}
+
 TEST_F(Tool, AnNdxLeafThatLostAllItsKeysIsAFault) {
     WriteFile("people.dbf", Wide(12));
     ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.ndx", "--on", "KEY"}).status, 0);
