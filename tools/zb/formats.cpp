@@ -167,8 +167,10 @@ int32_t Info(const OpenIndex& index, IndexInfo& info) {
 // A negative number's digits stand as their complements, with blanks behind; a
 // build puts complements of zero bytes there, and some keys have a plain sign.
 bool ReadNumber(std::string_view key, std::string& text) {
-    constexpr char kMirror = 0x5C;  // a digit and its complement add up to it
-    bool complemented = !key.empty() && key[0] >= kMirror - '9' && key[0] <= kMirror - '0';
+    constexpr char kMirror = 0x5C;              // a digit and its complement add up to it
+    size_t digit = key.find_first_not_of('.');  // a text of a field may begin with its point
+    bool complemented =
+        digit != std::string_view::npos && key[digit] >= kMirror - '9' && key[digit] <= kMirror - '0';
     text.clear();
     for (char c : key) {
         if (complemented && (c == ' ' || c == kMirror)) break;
