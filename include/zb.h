@@ -239,12 +239,23 @@ typedef struct ZbEvalState {
 
 /* ---- open modes -------------------------------------------------------- */
 
-/* The low byte of an open's mode names the dialect; these bits are added. */
-enum ZbOpenMode {
+/* A mode is a dialect in its low byte and the bits above it, in one enumeration so
+ * that C++ joins them without a warning: ZB_DialectClassic | ZB_Shared. */
+enum ZbMode {
+    ZB_DialectClassic = 1,
+    ZB_DialectDb4 = 2,
+    ZB_DialectClassicAlt = 3,
+    ZB_DialectFox128 = 4,
+    ZB_DialectWide = 5,
+    ZB_DialectWideChar = 6,
+    ZB_DialectEofFill = 7,
+    ZB_DialectFox255 = 8,
+    ZB_DialectPaddedHeader = 9,
+
     ZB_ReadOnly = 0x0100,   /* open for reading only */
+    ZB_Production = 0x0200, /* creation: set the production-index byte */
     ZB_Shared = 0x0400,     /* let others read and write */
-    ZB_OpenShared = 0x0800, /* as ZB_Shared */
-    ZB_Production = 0x0200  /* creation: set the production-index byte */
+    ZB_OpenShared = 0x0800  /* as ZB_Shared */
 };
 
 /* Options of the memo calls. */
@@ -254,17 +265,6 @@ enum ZbMemoOption {
     ZB_MemoUnwrap = 0x0100   /* ZBDTRGET, ZBDTRGETH: take the soft returns out */
 };
 
-enum ZbDialect {
-    ZB_DialectClassic = 1,
-    ZB_DialectDb4 = 2,
-    ZB_DialectClassicAlt = 3,
-    ZB_DialectFox128 = 4,
-    ZB_DialectWide = 5,
-    ZB_DialectWideChar = 6,
-    ZB_DialectEofFill = 7,
-    ZB_DialectFox255 = 8,
-    ZB_DialectPaddedHeader = 9
-};
 /* ---- library ----
  *
  * A process is one client of the library, which is started once and may be
@@ -1252,7 +1252,7 @@ ZB_API int32_t ZB_CALL ZBDCKDATE(void* key, const char* text, int16_t style);
 /* What is added to the letter of the key type in the type word. */
 enum ZbIdxType {
     ZB_IdxUnique = 0x0080, /* chooses how equal keys are found; refuses none */
-    ZB_IdxCompact = 0x0400,
+    ZB_IdxCompact = 0x0400
 };
 
 /* Creates an empty index, replacing a file of that name without a question; open
