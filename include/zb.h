@@ -1052,28 +1052,156 @@ ZB_API int32_t ZB_CALL ZBDXPROC(void);
  * is then left alone. */
 ZB_API int32_t ZB_CALL ZBDXVGET(uint16_t* value);
 
-/* ---- NDX indexes ---- */
+/* ---- NDX indexes ----
+ *
+ * One key a file, in pages of 512 bytes, with the keys either as text of the
+ * index's key length, filled with blanks, or as doubles of 8 bytes, for numbers
+ * and dates alike. Equal keys stand in the order of their record numbers.
+ *
+ * Between calls an index is a position: a key and a record number, or none
+ * after the open. Every call reads the root and the page count anew, keeps no
+ * page and finds the position again from the root, so a change by others doesn't
+ * lose it. An index takes no locks: a host that shares one changes it only while
+ * it holds a lock on the data file. Changes are written at once; after a failed
+ * add or delete what was written stays written. docs/ndx.md tells the format and
+ * what is odd about it.
+ *
+ * Below `key` is the caller's buffer of key length + 1 bytes for text, which gets
+ * a terminator, and of 8 bytes for a number, which gets none. A handle that isn't
+ * an open NDX file gives ZB_ErrBadHandle; a page outside the file ZB_ErrSeek; one
+ * whose contents can't be right, and a leaf that has lost all its keys where a
+ * key of it is asked for, ZB_ErrStructure; ZB_ErrRead and ZB_ErrWrite. A null
+ * pointer is looked at before the handle. On failure outputs may have been
+ * written, and the position is as it was.
+ */
 
+/* Creates an empty index, replacing a file of that name without a question; open
+ * it afterwards with ZBDNOPENX. Blanks are removed from `expression` in place; at
+ * most 220 characters may remain (ZB_ErrExpression). `keyType` is a letter, in
+ * either case, plus 0x80 for a unique index:
+ *
+ *   'C'       keyLength 1 to 100, else ZB_ErrKeyLength
+ *   'D', 'N'  keyLength is ignored: 8
+ *
+ * ZB_ErrKeyType for another; ZB_ErrBadName for an empty name; ZB_ErrOpen;
+ * ZB_ErrWrite, after which the file is left as far as it got. */
 ZB_API int32_t ZB_CALL ZBDNCREATE(const char* name, int16_t keyType, char* expression, int16_t keyLength);
+
+/* Opens an index. The low byte of `mode` is 0, 1, 2 or 7, else ZB_ErrFileType; of
+ * the bits above ZB_ReadOnly, ZB_Shared and ZB_OpenShared count. A file that
+ * can't be had as asked is opened for reading and shared, which ZBDNINFO tells.
+ *
+ * ZB_WarnFileSize: the file is open, but hasn't the length that its page count
+ * says. ZB_ErrOpen; ZB_ErrBadName for a name that is empty or longer than 260
+ * bytes; ZB_ErrRead for a file below 248 bytes. A header that isn't one gives, in
+ * this order, ZB_ErrKeyLength, ZB_ErrKeySize, ZB_ErrRootPage, ZB_ErrKeysPerPage,
+ * ZB_ErrExpression, ZB_ErrKeyType. These failures, ZB_ErrNoSlot and ZB_ErrMemory
+ * store 65535 in `index`; a pending failure and null pointers leave it alone. */
 ZB_API int32_t ZB_CALL ZBDNOPENX(uint16_t* index, const char* name, uint16_t mode);
+
+/* Closes an index. Pages that deletes through this handle have freed are filled
+ * with pages from the end of the file first, and the file is cut. A failure in
+ * this leaves the index open: ZB_ErrStructure for a tree that it can't follow. A
+ * search of its own that ends in ZB_KeyNear or ZB_KeyEnd becomes the result of a
+ * close that has succeeded. */
 ZB_API int32_t ZB_CALL ZBDNCLOSE(int16_t index);
+
+/* Tells about an open index. */
 ZB_API int32_t ZB_CALL ZBDNINFO(int16_t index, ZbNdxInfo* info);
+
+/* Reads the root and the page count again, as every key operation does by
+ * itself. ZB_ErrRead, ZB_ErrSeek. */
 ZB_API int32_t ZB_CALL ZBDNHGET(int16_t index);
+
+/* Copies the key expression with its terminator; `text` holds 221 bytes. */
 ZB_API int32_t ZB_CALL ZBDNEXPR(int16_t index, char* text);
+
+/* Creates an index as ZBDNCREATE does, with its arguments and codes, and fills it
+ * from all records of a data file, deleted ones too. The data file is locked
+ * meanwhile (ZBDDLOCK, kind 2), if that can be had. A work file "stacks.tmp"
+ * stands in the current directory while it runs, so no two builds may run in one
+ * directory; without records there is neither.
+ *
+ * An expression that is just a field's name takes the key from the record as it
+ * stands: a character field's bytes, filled with blanks up to the key length; a
+ * date field's day count as by ZBDNKDATE; a number field's number, 0 if it is
+ * blank. Fields of types F, L and M give ZB_ErrExpression. Any other expression
+ * gives the keys of ZBDNKMAKE.
+ *
+ * ZB_ErrOpen if the work file can't be created; ZB_ErrMemory; ZB_ErrRead,
+ * ZB_ErrWrite, ZB_ErrSeek. After a failure the index file stays as far as it
+ * got; the work file is removed. */
 ZB_API int32_t ZB_CALL ZBDNINDEX(int16_t data, const char* name, int16_t keyType, char* expression,
                                  int16_t keyLength);
+
+/* Adds a key for a record; the position stays. A text ends at its first zero byte
+ * or at the key length and is filled with blanks. The place is found by key and
+ * record number; in a unique index by the key alone, and the new one goes in
+ * front of its equals: nothing is refused. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDNKADD(int16_t index, const void* key, uint32_t recordNo);
+
+/* Deletes a key of a record; the position stays. In a unique index the record
+ * number isn't looked at and the first equal key goes. ZB_KeyNear if there is no
+ * such entry, ZB_KeyEmpty in an empty index: then nothing is written. ZB_KeyEnd
+ * for a key below all others: the first entry has been deleted. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDNKDEL(int16_t index, const void* key, uint32_t recordNo);
+
+/* Searches, and makes what it finds the position. Modes: 0 or 1 for the first key
+ * that begins with the text given, or equals the number; 2 for the pair of the
+ * whole key and the record number; with bit 2 (4), each '?' of a text matches any
+ * byte.
+ *
+ * 0 for a match, with the stored key and its record number. ZB_KeyNear: not found;
+ * the last entry that sorts before what was asked for. A key below all others gives
+ * 0 and the first entry: compare what comes back. ZB_KeyEmpty leaves the buffers
+ * alone. */
 ZB_API int32_t ZB_CALL ZBDNKFIND(int16_t index, void* key, uint32_t* recordNo, int16_t mode);
+
+/* Go to the first and the last entry, and make it the position. ZB_KeyEmpty leaves
+ * the buffers alone, but takes what they hold as the position. */
 ZB_API int32_t ZB_CALL ZBDNKTOP(int16_t index, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDNKBOT(int16_t index, void* key, uint32_t* recordNo);
+
+/* Go one entry on or back. ZB_KeyEnd at an end, with the entry there once more.
+ * ZB_KeyNear: the entry of the position had gone, and the step was made from the
+ * one before it. Without a position ZBDNKPREV goes to the last entry, and
+ * ZBDNKNEXT gives ZB_KeyNear and does nothing: start a walk with ZBDNKTOP. When
+ * the entry had gone and none stands before it, ZBDNKNEXT gives ZB_KeyNear and
+ * does nothing, and goes on doing so until the next find, top or bottom. */
 ZB_API int32_t ZB_CALL ZBDNKNEXT(int16_t index, void* key, uint32_t* recordNo);
 ZB_API int32_t ZB_CALL ZBDNKPREV(int16_t index, void* key, uint32_t* recordNo);
+
+/* Finds the position again and gives its entry; if that has gone, ZB_KeyNear with
+ * the one before it, which becomes the position. ZB_KeyNear also without a
+ * position: the buffers are left alone and become it. */
 ZB_API int32_t ZB_CALL ZBDNKCUR(int16_t index, void* key, uint32_t* recordNo);
+
+/* Make the key of a data file's current record in a memory block of the caller's:
+ * by address, to be freed with ZBMFREE, or by handle, to be freed with _ZBMFREE.
+ * Texts come as they are, neither cut nor filled; numbers and dates as 8 bytes (a
+ * date by the date style in use). ZB_ErrExpression, also for a result of another
+ * type, F among them; ZB_ErrBadDate. On failure null or -1 is stored. */
 ZB_API int32_t ZB_CALL ZBDNKMAKE(int16_t data, int16_t index, void** key);
 ZB_API int32_t ZB_CALL ZBDNKMAKEH(int16_t data, int16_t index, ZbBlock* key);
+
+/* Writes a number as the 8 bytes of a key. */
 ZB_API int32_t ZB_CALL ZBDNKNUM(void* key, double value);
+
+/* Writes a date, a text in a style from 1 to 15, as the 8 bytes of a key: a day
+ * count; a blank one as 1E+100, which sorts behind all others. ZB_ErrBadDate,
+ * ZB_ErrBadOption. */
 ZB_API int32_t ZB_CALL ZBDNKDATE(void* key, const char* text, int16_t style);
+
+/* Compares two keys of `length` bytes: below 0, 0 or above 0 as `a` sorts before,
+ * with or behind `b`. It needs no started library and leaves the code alone.
+ *
+ *   type 0     text, by bytes or by the collating order, as "asciisort" says
+ *   type 1, 2  a little-endian floating-point number; 0 and -0 differ
+ *   type 3, 5  a little-endian unsigned number
+ *   type 4, 6  a little-endian signed number
+ *   type 8     text, where '?' in `a` matches any byte
+ *   others     always 0
+ */
 ZB_API int32_t ZB_CALL _ZBDNKCMP(const void* a, const void* b, int16_t type, int16_t length);
 
 /* ---- NTX indexes ----
