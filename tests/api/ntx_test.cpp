@@ -1210,6 +1210,30 @@ TEST_F(NtxData, ThreeLevelsCanEndInPagesWithoutKeys) {
     EXPECT_EQ(File(), before);
 }
 
+// Of 760 keys the last page above the leaves but one has 3, and the page over it
+// none: the merge of two leaves would leave 2 there, and no neighbour to mend that.
+TEST_F(NtxData, DeleteThatAPageFurtherUpCantFollowWritesNothing) {
+    std::vector<Bytes> records;
+    for (int i = 1; i <= 760; i++) records.push_back(" " + Wide(std::to_string(1000 + i)));
+    OpenTable({DbfField("NAME", 'C', 100)}, records);
+    ASSERT_EQ(Build('C', 100), 0);
+    ASSERT_EQ(index.Open(), 0);
+    auto remove = [&](uint32_t record) { return index.Delete(Wide(std::to_string(1000 + record)), record); };
+    // 748 to 755 share a leaf, 757 to 760 the next.
+    for (uint32_t record = 748; record <= 751; record++) ASSERT_EQ(remove(record), 0);
+    Bytes before = File();
+    EXPECT_EQ(remove(752), -4);
+    ZBESCODE(0);
+    EXPECT_TRUE(File() == before);
+    // The key above that leaf would be filled up from it.
+    EXPECT_EQ(remove(756), -4);
+    ZBESCODE(0);
+    EXPECT_TRUE(File() == before);
+    std::vector<uint32_t> expected = Numbers(1, 747);
+    for (uint32_t record = 752; record <= 760; record++) expected.push_back(record);
+    EXPECT_EQ(index.Records(), expected);
+}
+
 TEST_F(NtxData, BuiltEqualKeysStandInRecordOrderAndDeletedRecordsAreThere) {
     std::vector<Bytes> records;
     for (int i = 0; i < 300; i++) records.push_back(i % 7 ? " SAME " : "*SAME ");
