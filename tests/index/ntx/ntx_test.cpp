@@ -159,6 +159,37 @@ TEST_F(NtxInside, FailedCallsLeaveThePosition) {
     EXPECT_GT(failures, 20);
 }
 
+// The entry of the position has gone, and the step fails after the entry before it
+// was found: the position is still where the other entry was.
+TEST_F(NtxInside, FailedStepDoesNotMoveThePositionOfAnEntryThatHasGone) {
+    Grow(60);
+    int failures = 0;
+    for (int gone = 12; gone <= 40; gone++) {
+        Bytes key = NumberedKey(gone);
+        auto record = static_cast<uint32_t>(gone);
+        for (bool forward : {true, false}) {
+            bool failed = true;
+            for (int nth = 1; failed; nth++) {
+                ASSERT_EQ(index.Find(key), 0);
+                ASSERT_EQ(index.Delete(key, record), 0);
+                FakePlatform platform;
+                platform.Fail(Call::Read, nth, 1117);
+                int code = forward ? index.Next() : index.Previous();
+                failed = platform.HasFailed();
+                platform.Reset();
+                ZBESCODE(0);
+                ASSERT_EQ(code < 0, failed);
+                ASSERT_EQ(index.Add(key, record), 0);
+                if (!failed) break;
+                failures++;
+                ASSERT_EQ(index.Current(), 0) << gone << ' ' << nth;
+                ASSERT_EQ(index.record, record);
+            }
+        }
+    }
+    EXPECT_GT(failures, 100);
+}
+
 // After any failure of a build neither the index nor the work file is there, the
 // lock on the data file is given back, and the next build succeeds.
 TEST_F(NtxInside, FailedBuildCleansUpAfterEveryCall) {
