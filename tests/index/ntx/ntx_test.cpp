@@ -190,6 +190,18 @@ TEST_F(NtxInside, FailedStepDoesNotMoveThePositionOfAnEntryThatHasGone) {
     EXPECT_GT(failures, 100);
 }
 
+// What a build created it takes away, also when the empty index can't be closed.
+TEST_F(NtxInside, BuildWhoseNewIndexCantBeClosedLeavesNone) {
+    WriteFile("t.dbf", Dbf(3, 6, {DbfField("NAME", 'C', 5)}, {" ANNA "}));
+    uint16_t data;
+    ASSERT_EQ(ZBDDOPENX(&data, "t.dbf", 1), 0);
+    FakePlatform platform;
+    platform.Fail(Call::Close, 1, 6);
+    char expression[] = "NAME";
+    EXPECT_EQ(ZBDCINDEX(static_cast<int16_t>(data), "t.ntx", 'C', expression, 5, 0), -13);
+    EXPECT_FALSE(FileExists("t.ntx"));
+}
+
 // After any failure of a build neither the index nor the work file is there, the
 // lock on the data file is given back, and the next build succeeds.
 TEST_F(NtxInside, FailedBuildCleansUpAfterEveryCall) {
