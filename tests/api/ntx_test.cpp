@@ -438,6 +438,46 @@ TEST_F(Ntx, FailuresAreLoggedAtEachLevel) {
     EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Cpget", -4}, {"Cktop", -4}, {"Cktop", -4}}));
 }
 
+TEST_F(Ntx, RefusalsAreLoggedUnderTheNameOfTheirCall) {
+    ASSERT_EQ(index.Create('C', 5), 0);
+    StartLog();
+    EXPECT_EQ(index.Create('X', 5), -22);
+    ZBESCODE(0);
+    PatchFile(index.file, 12, Le16(14));
+    EXPECT_EQ(index.Open(), -24);
+    ZBESCODE(0);
+    PatchFile(index.file, 12, Le16(13));
+    ASSERT_EQ(index.Open(ZB_ReadOnly), 0);
+    EXPECT_EQ(index.Add("ANNA", 1), -36);
+    EXPECT_EQ(index.Delete("ANNA", 1), -36);
+    ZBESCODE(0);
+    EXPECT_EQ(ZBDCKNUM(index.handle, nullptr, 1), -21);
+    ZBESCODE(0);
+    EXPECT_EQ(ZBDCHGET(50), -13);
+    EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Ccreate", -22},
+                                            {"Copen", -24},
+                                            {"Ckadd", -36},
+                                            {"Cslock", -36},
+                                            {"Ckdel", -36},
+                                            {"Cknum", -21},
+                                            {"Cslock", -13},
+                                            {"Chget", -13}}));
+}
+
+TEST_F(Ntx, WarningsAreNotLogged) {
+    index.Make('C', 5);
+    StartLog();
+    EXPECT_EQ(index.Top(), 2);
+    EXPECT_EQ(index.Delete("ANNA", 1), 2);
+    ASSERT_EQ(index.Add("BERT", 1), 0);
+    EXPECT_EQ(index.Find("CLEO"), 4);
+    EXPECT_EQ(index.Next(), 3);
+    EXPECT_EQ(index.Find("ANNA"), 0);
+    EXPECT_EQ(index.Delete("CLEO", 1), 4);
+    EXPECT_EQ(index.Delete("ANNA", 1), 3);
+    EXPECT_EQ(Log(), std::vector<LogEntry>());
+}
+
 // Key forms
 
 TEST_F(Ntx, NumberKeyIsZeroFilledText) {
@@ -1395,6 +1435,13 @@ TEST_F(NtxData, FailedBuildLeavesNeitherIndexNorWorkFile) {
         EXPECT_EQ(conflict, 0);
         EXPECT_EQ(ZBDDUNLOCK(data, 2, nullptr), 0);
     }
+}
+
+TEST_F(NtxData, FailedBuildIsLoggedLevelByLevel) {
+    OpenTable({DbfField("NAME", 'C', 5)}, {" ANNA "});
+    StartLog();
+    EXPECT_EQ(Build('C', 101), -23);
+    EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Ccreate", -23}, {"Cindex", -23}}));
 }
 
 TEST_F(NtxData, BuildPassesOnWhatCreateSaysAndKeepsTheOldFile) {
