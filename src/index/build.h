@@ -212,9 +212,10 @@ Code BuildIndex(F& family, int16_t data) {
     if (!file) return Pass(F::Unit);
     if (family.Create() < 0) {
         Pass(F::Unit);
-        // Of all that can fail there only a write comes after the file is there.
-        if (CurrentCode() == ErrWrite && !F::KeepsIndexOnFailure)
-            build::Keeping([&] { Herase(family.name); });
+        // Of all that can fail there only a write and the close come after the file
+        // is there.
+        bool created = CurrentCode() == ErrWrite || CurrentCode() == ErrBadHandle;
+        if (created && !F::KeepsIndexOnFailure) build::Keeping([&] { Herase(family.name); });
         return CurrentCode();
     }
     if (file->recordCount() <= 0) return SetCode(0);

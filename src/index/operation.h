@@ -39,18 +39,26 @@ Code WithIndex(const char* unit, typename F::Handle handle, Work work) {
 }
 
 // The operations that read: a result that isn't negative becomes the position,
-// unless `work` says (by false) that nothing is to be stored.
+// unless `work` says (by false) that nothing is to be stored. A failure leaves the
+// position as it was, also where it had been found again elsewhere by then.
 template <class F, class Work>
 Code ReadKey(const char* unit, typename F::Handle handle, void* key, uint32_t* record, Work work) {
     if (!key || !record) return Fail(unit, ErrNullPointer);
     return WithIndex<F>(unit, handle, [&](typename F::Index& index) {
         auto* bytes = static_cast<uint8_t*>(key);
+        Position& position = index.position;
+        auto length = static_cast<size_t>(index.keyLength());
+        KeyBuffer keyBefore;
+        memcpy(keyBefore, position.currentKey, length);
+        uint32_t recordBefore = position.currentRecord;
         bool store = work(index, bytes);
         if (Pending()) {
+            memcpy(position.currentKey, keyBefore, length);
+            position.currentRecord = recordBefore;
             Pass(unit);
         } else if (store) {
-            memcpy(index.position.currentKey, bytes, static_cast<size_t>(index.keyLength()));
-            index.position.currentRecord = *record;
+            memcpy(position.currentKey, bytes, length);
+            position.currentRecord = *record;
         }
     });
 }

@@ -88,6 +88,15 @@ TEST_F(Ntx, TypesSettleLengthAndDecimals) {
     }
 }
 
+TEST_F(Ntx, NumberKeyOfOneByteCantBeCreated) {
+    // No decimals at all are already more than the key's length less 2.
+    EXPECT_EQ(index.Create('N', 1, 0), -30);
+    EXPECT_FALSE(FileExists(index.file));
+    ZBESCODE(0);
+    EXPECT_EQ(index.Create('N', 2, 0), 0);
+    EXPECT_EQ(index.Create('N', 2, 1), -30);
+}
+
 TEST_F(Ntx, ExpressionLosesItsBlanksInTheCallersBuffer) {
     std::string expression;
     for (int i = 0; i < 50; i++) expression += " abcde";
@@ -429,6 +438,46 @@ TEST_F(Ntx, FailuresAreLoggedAtEachLevel) {
     EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Cpget", -4}, {"Cktop", -4}, {"Cktop", -4}}));
 }
 
+TEST_F(Ntx, RefusalsAreLoggedUnderTheNameOfTheirCall) {
+    ASSERT_EQ(index.Create('C', 5), 0);
+    StartLog();
+    EXPECT_EQ(index.Create('X', 5), -22);
+    ZBESCODE(0);
+    PatchFile(index.file, 12, Le16(14));
+    EXPECT_EQ(index.Open(), -24);
+    ZBESCODE(0);
+    PatchFile(index.file, 12, Le16(13));
+    ASSERT_EQ(index.Open(ZB_ReadOnly), 0);
+    EXPECT_EQ(index.Add("ANNA", 1), -36);
+    EXPECT_EQ(index.Delete("ANNA", 1), -36);
+    ZBESCODE(0);
+    EXPECT_EQ(ZBDCKNUM(index.handle, nullptr, 1), -21);
+    ZBESCODE(0);
+    EXPECT_EQ(ZBDCHGET(50), -13);
+    EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Ccreate", -22},
+                                            {"Copen", -24},
+                                            {"Ckadd", -36},
+                                            {"Cslock", -36},
+                                            {"Ckdel", -36},
+                                            {"Cknum", -21},
+                                            {"Cslock", -13},
+                                            {"Chget", -13}}));
+}
+
+TEST_F(Ntx, WarningsAreNotLogged) {
+    index.Make('C', 5);
+    StartLog();
+    EXPECT_EQ(index.Top(), 2);
+    EXPECT_EQ(index.Delete("ANNA", 1), 2);
+    ASSERT_EQ(index.Add("BERT", 1), 0);
+    EXPECT_EQ(index.Find("CLEO"), 4);
+    EXPECT_EQ(index.Next(), 3);
+    EXPECT_EQ(index.Find("ANNA"), 0);
+    EXPECT_EQ(index.Delete("CLEO", 1), 4);
+    EXPECT_EQ(index.Delete("ANNA", 1), 3);
+    EXPECT_EQ(Log(), std::vector<LogEntry>());
+}
+
 // Key forms
 
 TEST_F(Ntx, NumberKeyIsZeroFilledText) {
@@ -523,6 +572,19 @@ TEST_F(Ntx, FindsByKeyByPrefixAndBetween) {
     EXPECT_EQ(index.At(), Entry("CLEO ", 4));
     EXPECT_EQ(index.Find("ZORA"), 4);
     EXPECT_EQ(index.At(), Entry("EMIL ", 3));
+}
+
+TEST_F(Ntx, KeyLongerThanTheIndexesIsComparedOverItsLength) {
+    index.Make('C', 5);
+    ASSERT_EQ(index.Add("BERTA and what is behind", 1), 0);
+    ASSERT_EQ(index.Add("BERTB", 2), 0);
+    for (int mode : {0, 1, 2, 4}) {
+        EXPECT_EQ(index.Find("BERTA or something else", mode, 1), 0) << mode;
+        EXPECT_EQ(Bytes(index.buffer, 5), "BERTA");
+        EXPECT_EQ(index.record, 1u);
+    }
+    EXPECT_EQ(index.Delete("BERTAXXX", 1), 0);
+    EXPECT_EQ(index.Records(), (std::vector<uint32_t>{2}));
 }
 
 TEST_F(Ntx, KeyBelowAllIsAnsweredWithTheFirstAndNoWarning) {
@@ -705,6 +767,39 @@ TEST_F(Ntx, DeletedPositionMovesToTheEntryBeforeAndWalksOnWithAWarning) {
     EXPECT_EQ(index.record, 2u);
     EXPECT_EQ(index.Next(), 0);
     EXPECT_EQ(index.record, 3u);
+}
+
+// A step back leaves out the entry to which the position has moved.
+TEST_F(Ntx, DeletedPositionStepsBackFromTheEntryBefore) {
+    index.Make('C', 100);
+    AddNumbered(1, 30);
+    for (uint32_t gone : {5u, 10u, 17u, 30u}) {
+        ASSERT_EQ(index.Find(NumberedKey(static_cast<int>(gone))), 0);
+        ASSERT_EQ(index.Delete(NumberedKey(static_cast<int>(gone)), gone), 0);
+        EXPECT_EQ(index.Previous(), 4);
+        EXPECT_EQ(index.record, gone - 2);
+        EXPECT_EQ(index.Previous(), 0);
+        EXPECT_EQ(index.record, gone - 3);
+    }
+    ASSERT_EQ(index.Find(NumberedKey(2)), 0);
+    ASSERT_EQ(index.Delete(NumberedKey(2), 2), 0);
+    EXPECT_EQ(index.Previous(), 3);
+    EXPECT_EQ(index.At(), Entry(NumberedKey(1), 1));
+    ASSERT_EQ(index.Delete(NumberedKey(1), 1), 0);
+    EXPECT_EQ(index.Previous(), 4);
+    EXPECT_EQ(index.record, 3u);
+}
+
+// The file may have grown by far more than its opener knows.
+TEST_F(Ntx, SearchGoesThroughEqualKeysThatAnotherHostAdded) {
+    ASSERT_EQ(index.Create('C', 100), 0);
+    ASSERT_EQ(index.Open(ZB_OpenShared), 0);
+    NtxIndex other;
+    ASSERT_EQ(other.Open(ZB_OpenShared), 0);
+    for (uint32_t i = 1; i <= 300; i++) ASSERT_EQ(other.Add("SAME", i), 0);
+    EXPECT_EQ(index.Find("SAME", 2, 301), 4);
+    EXPECT_EQ(index.record, 300u);
+    EXPECT_EQ(index.Find("SAME", 2, 299), 0);
 }
 
 TEST_F(Ntx, ChangesDontMoveThePosition) {
@@ -894,22 +989,29 @@ TEST_F(Ntx, UniqueDeleteTakesTheFirstEqualKeyWhateverTheRecord) {
     EXPECT_EQ(index.Records(), (std::vector<uint32_t>{2}));
 }
 
+// What the pages of the following tests hold, by slots: number 0 is a slot that was
+// never used.
+NtxBytes::Item Numbered(int number) {
+    return number ? NtxBytes::Item{0, number, NumberedKey(number)} : NtxBytes::Item{};
+}
+std::vector<NtxBytes::Item> Slots(const std::vector<int>& numbers) {
+    std::vector<NtxBytes::Item> items;
+    for (int number : numbers) items.push_back(Numbered(number));
+    return items;
+}
+
 TEST_F(Ntx, ShortPageIsFilledFromTheRight) {
     index.Make('C', 100);
     AddNumbered(1, 10);
     // 1 to 4 at 2048, 5 in the root at 3072, 6 to 10 at 1024.
     ASSERT_EQ(index.Delete(NumberedKey(1), 1), 0);
-    EXPECT_EQ(Count(2048), 4);
-    EXPECT_EQ(Count(1024), 4);
+    // 5 comes down to the end pointer's item at 2048, 6 goes up, and its slot to the
+    // end of the table at 1024.
     NtxBytes form{100};
-    EXPECT_EQ(ReadFile(index.file, 3072),
-              form.Page(1, form.FreshTable(), {{2048, 6, NumberedKey(6)}, {1024, 0, ""}}));
-    EXPECT_EQ(ReadFile(index.file, 2048, 1024), form.Page(4, {1, 2, 3, 4, 5, 6, 7, 8, 0},
-                                                          {{0, 1, NumberedKey(1)},
-                                                           {0, 2, NumberedKey(2)},
-                                                           {0, 3, NumberedKey(3)},
-                                                           {0, 4, NumberedKey(4)},
-                                                           {0, 5, NumberedKey(5)}}));
+    EXPECT_EQ(File(), form.Header(12, 3072, 0, "NAME") +
+                          form.Page(4, {2, 1, 5, 4, 0, 8, 7, 6, 3}, Slots({0, 8, 7, 6, 10, 9, 3, 2, 1})) +
+                          form.Page(4, {1, 2, 3, 4, 5, 6, 7, 8, 0}, Slots({1, 2, 3, 4, 5})) +
+                          form.Page(1, form.FreshTable(), {{2048, 6, NumberedKey(6)}, {1024, 0, ""}}));
     EXPECT_EQ(index.Records(), Numbers(2, 10));
 }
 
@@ -919,13 +1021,14 @@ TEST_F(Ntx, LastPageIsFilledFromTheLeft) {
     ASSERT_EQ(index.Add("005", 55), 0);
     // Five keys at 2048, the rightmost page at 1024 falls below 4.
     ASSERT_EQ(index.Delete(NumberedKey(9), 9), 0);
-    EXPECT_EQ(Count(2048), 4);
-    EXPECT_EQ(Count(1024), 4);
+    // The slot of 9, the last spare one now, comes to the front for 5, and 4 goes up.
     NtxBytes form{100};
-    EXPECT_EQ(ReadFile(index.file, 3072),
-              form.Page(1, form.FreshTable(), {{2048, 4, NumberedKey(4)}, {1024, 0, ""}}));
-    // The last spare slot has come to the front, the slot of key 9 before it.
-    EXPECT_EQ(ReadFile(index.file, 1024, 20), Le16(4) + ReadFile(index.file, 1024, 1024).substr(2, 18));
+    auto left = Slots({1, 2, 3, 4, 5, 0, 0, 0});
+    left.push_back({0, 55, Wide("005")});
+    EXPECT_EQ(File(), form.Header(12, 3072, 0, "NAME") +
+                          form.Page(4, {5, 3, 2, 1, 0, 8, 7, 6, 4}, Slots({0, 8, 7, 6, 5, 5, 3, 2, 1})) +
+                          form.Page(4, {8, 0, 1, 2, 3, 4, 5, 6, 7}, left) +
+                          form.Page(1, form.FreshTable(), {{2048, 4, NumberedKey(4)}, {1024, 0, ""}}));
     EXPECT_EQ(index.Records(), (std::vector<uint32_t>{55, 1, 2, 3, 4, 5, 6, 7, 8}));
 }
 
@@ -933,23 +1036,16 @@ TEST_F(Ntx, MergeEmptiesTheRootAndFreesTwoPages) {
     index.Make('C', 100);
     AddNumbered(1, 9);
     ASSERT_EQ(index.Delete(NumberedKey(1), 1), 0);
-    EXPECT_EQ(Word(4), 2048u);
-    // The page folded in was freed first, then the old root before it.
-    EXPECT_EQ(Word(8), 3072u);
-    EXPECT_EQ(Word(3072), 1024u);
-    EXPECT_EQ(Word(1024), 0u);
-    EXPECT_EQ(Count(2048), 8);
-    EXPECT_EQ(index.Records(), Numbers(2, 9));
+    // The page folded in was freed first, then the old root before it: their first
+    // 4 bytes lead on. The end pointer's item, which was never used, came along to
+    // slot 0. The separator left the root without a child of its own.
     NtxBytes form{100};
-    std::vector<NtxBytes::Item> slots;
-    for (int number : {1, 2, 3, 4, 5, 6, 7, 8}) slots.push_back({0, number, NumberedKey(number)});
-    slots.push_back({0, 9, NumberedKey(9)});
-    // The end pointer's item came along: it took the place of slot 0, in memory of
-    // the page that is gone.
-    Bytes page = ReadFile(index.file, 2048, 1024);
-    EXPECT_EQ(page.substr(0, 2), Le16(8));
-    EXPECT_EQ(page.substr(2, 18), form.Page(8, {1, 2, 3, 4, 5, 6, 7, 8, 0}, {}).substr(2, 18));
-    EXPECT_EQ(page.substr(20 + 108, 7 * 108), form.Page(8, {}, slots).substr(2 + 108, 7 * 108));
+    Bytes folded = form.Page(4, {3, 2, 1, 5, 0, 8, 7, 6, 4}, Slots({0, 8, 7, 6, 5, 9, 3, 2, 1}));
+    Bytes oldRoot = form.Page(0, {0, 2, 3, 4, 5, 6, 7, 8, 0}, {{0, 5, NumberedKey(5)}, {2048, 0, ""}});
+    EXPECT_EQ(File(), form.Header(11, 2048, 3072, "NAME") + folded.replace(0, 4, Le32(0)) +
+                          form.Page(8, {1, 2, 3, 4, 5, 6, 7, 8, 0}, Slots({0, 2, 3, 4, 5, 6, 7, 8, 9})) +
+                          oldRoot.replace(0, 4, Le32(1024)));
+    EXPECT_EQ(index.Records(), Numbers(2, 9));
 }
 
 TEST_F(Ntx, FreedPagesAreUsedAgainWithTheirBytesBeforeTheFileGrows) {
@@ -1210,6 +1306,30 @@ TEST_F(NtxData, ThreeLevelsCanEndInPagesWithoutKeys) {
     EXPECT_EQ(File(), before);
 }
 
+// Of 760 keys the last page above the leaves but one has 3, and the page over it
+// none: the merge of two leaves would leave 2 there, and no neighbour to mend that.
+TEST_F(NtxData, DeleteThatAPageFurtherUpCantFollowWritesNothing) {
+    std::vector<Bytes> records;
+    for (int i = 1; i <= 760; i++) records.push_back(" " + Wide(std::to_string(1000 + i)));
+    OpenTable({DbfField("NAME", 'C', 100)}, records);
+    ASSERT_EQ(Build('C', 100), 0);
+    ASSERT_EQ(index.Open(), 0);
+    auto remove = [&](uint32_t record) { return index.Delete(Wide(std::to_string(1000 + record)), record); };
+    // 748 to 755 share a leaf, 757 to 760 the next.
+    for (uint32_t record = 748; record <= 751; record++) ASSERT_EQ(remove(record), 0);
+    Bytes before = File();
+    EXPECT_EQ(remove(752), -4);
+    ZBESCODE(0);
+    EXPECT_TRUE(File() == before);
+    // The key above that leaf would be filled up from it.
+    EXPECT_EQ(remove(756), -4);
+    ZBESCODE(0);
+    EXPECT_TRUE(File() == before);
+    std::vector<uint32_t> expected = Numbers(1, 747);
+    for (uint32_t record = 752; record <= 760; record++) expected.push_back(record);
+    EXPECT_EQ(index.Records(), expected);
+}
+
 TEST_F(NtxData, BuiltEqualKeysStandInRecordOrderAndDeletedRecordsAreThere) {
     std::vector<Bytes> records;
     for (int i = 0; i < 300; i++) records.push_back(i % 7 ? " SAME " : "*SAME ");
@@ -1244,6 +1364,33 @@ TEST_F(NtxData, BuildOfANumberFieldOfTheKeysFormTakesItsText) {
     std::vector<Bytes> expected = {Hex("23 23 23 23 2E 23 23 5C"), Hex("2B 2A 2E 27 2C 3C 5C 5C"), "00000000",
                                    "00012.50", "12345.67"};
     EXPECT_EQ(keys, expected);
+}
+
+TEST_F(NtxData, BuiltNegativeNumberDoesNotEndInABlank) {
+    OpenTable({DbfField("AMOUNT", 'N', 7, 2)}, {" -012.50"});
+    EXPECT_EQ(BuiltKeys('N', 7, 2, "AMOUNT"), (std::vector<Bytes>{Hex("2C 2B 2A 2E 27 2C 5C")}));
+    // That of ZBDCKNUM will, and lies before it: what comes back is another key.
+    ASSERT_EQ(index.Open(), 0);
+    ASSERT_EQ(ZBDCKNUM(index.handle, index.buffer, -12.5), 0);
+    EXPECT_EQ(Bytes(index.buffer, 7), Hex("2C 2B 2A 2E 27 2C 00"));
+    index.record = 1;
+    EXPECT_EQ(ZBDCKFIND(index.handle, index.buffer, &index.record, 2), 0);
+    EXPECT_EQ(Bytes(index.buffer, 7), Hex("2C 2B 2A 2E 27 2C 5C"));
+}
+
+// A key that is longer than the field takes what stands behind it, within the
+// room for records read ahead.
+TEST_F(NtxData, BuiltKeyGoesOnBehindTheLastRecord) {
+    for (size_t count : {1u, 300u}) {
+        OpenTable({DbfField("NAME", 'C', 5)}, std::vector<Bytes>(count, " ABCDE"));
+        ASSERT_EQ(Build('C', 100), 0);
+        ASSERT_EQ(ZBDDCLOSE(data), 0);
+        if (count > 1) continue;
+        ASSERT_EQ(index.Open(), 0);
+        ASSERT_EQ(index.Top(), 0);
+        EXPECT_EQ(Bytes(index.buffer, 100), "ABCDE" + Fill(95));
+        EXPECT_EQ(index.Close(), 0);
+    }
 }
 
 TEST_F(NtxData, BuildOfAnotherNumberFieldWritesItAnew) {
@@ -1288,6 +1435,13 @@ TEST_F(NtxData, FailedBuildLeavesNeitherIndexNorWorkFile) {
         EXPECT_EQ(conflict, 0);
         EXPECT_EQ(ZBDDUNLOCK(data, 2, nullptr), 0);
     }
+}
+
+TEST_F(NtxData, FailedBuildIsLoggedLevelByLevel) {
+    OpenTable({DbfField("NAME", 'C', 5)}, {" ANNA "});
+    StartLog();
+    EXPECT_EQ(Build('C', 101), -23);
+    EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Ccreate", -23}, {"Cindex", -23}}));
 }
 
 TEST_F(NtxData, BuildPassesOnWhatCreateSaysAndKeepsTheOldFile) {

@@ -207,20 +207,46 @@ Code Ckmerge(NtxFile& index, NtxPage& page, NtxPage& parent, NtxPage& sibling, b
     return CurrentCode();
 }
 
-// Fills up a page that has become short, and isn't written yet, from its right
-// neighbour, or from the left one where there is none.
-Code MendShortPage(NtxFile& index, NtxPage& page, bool* merged) {
-    const PathEntry& above = index.position.path[index.position.pathDepth - 1];
+// What a short page is filled up with: its right neighbour, or the left one where
+// there is none.
+struct Neighbour {
     NtxPage parent, sibling;
-    if (Cpget(index, above.page, &parent) < 0) return CurrentCode();
-    bool left = parent.count() <= above.slot;
-    if (left && above.slot < 1) return Fail("Ckremove", ErrSeek);  // a parent without keys
-    if (left && above.slot > parent.count()) return Fail("Ckremove", ErrStructure);
-    if (Cpget(index, parent.child(left ? above.slot - 1 : above.slot + 1), &sibling) < 0)
-        return CurrentCode();
-    if (sibling.offset == page.offset || sibling.offset == parent.offset || page.offset == parent.offset)
-        return Fail("Ckremove", ErrStructure);
+    bool left;
+};
 
+// That of the page on a level of the path.
+Code FindNeighbour(NtxFile& index, int level, Neighbour* found) {
+    const PathEntry& above = index.position.path[level - 1];
+    uint32_t page = index.position.path[level].page;
+    NtxPage& parent = found->parent;
+    if (Cpget(index, above.page, &parent) < 0) return CurrentCode();
+    found->left = parent.count() <= above.slot;
+    if (found->left && above.slot < 1) return Fail("Ckremove", ErrSeek);  // a parent without keys
+    if (found->left && above.slot > parent.count()) return Fail("Ckremove", ErrStructure);
+    uint32_t sibling = parent.child(found->left ? above.slot - 1 : above.slot + 1);
+    if (Cpget(index, sibling, &found->sibling) < 0) return CurrentCode();
+    if (sibling == page || sibling == above.page || page == above.page) return Fail("Ckremove", ErrStructure);
+    return CurrentCode();
+}
+
+// Follows a removal from a leaf of so many keys upwards without making it. Where
+// a page would have to be filled up and its parent has no keys, as a build can
+// leave the last ones, the delete fails while nothing is written yet.
+Code CheckNeighbours(NtxFile& index, int count) {
+    for (int level = index.position.pathDepth; level > 0 && count <= index.halfKeys; level--) {
+        Neighbour near;
+        if (FindNeighbour(index, level, &near) < 0) return CurrentCode();
+        if (near.sibling.count() + count - 1 >= index.maxKeys) break;
+        count = near.parent.count();
+    }
+    return CurrentCode();
+}
+
+// Fills up a page that has become short, and isn't written yet.
+Code MendShortPage(NtxFile& index, NtxPage& page, bool* merged) {
+    Neighbour near;
+    if (FindNeighbour(index, index.position.pathDepth, &near) < 0) return CurrentCode();
+    auto& [parent, sibling, left] = near;
     *merged = sibling.count() + page.count() < index.maxKeys;
     if (CheckSpares("Ckremove", *merged && left ? sibling : page) < 0) return CurrentCode();
     return *merged ? Ckmerge(index, page, parent, sibling, left)
@@ -236,13 +262,11 @@ Code TakePredecessor(NtxFile& index, NtxPage& page) {
     if (CkDescend(index, page, true) < 0) return CurrentCode();
     int slot = --position.top().slot;
     if (slot < 0) return Fail("Ckremove", ErrStructure);
-    // Where the leaf couldn't be mended, nothing is written at all.
-    int parent = position.pathDepth - 1;
-    if (parent > level && position.path[parent].slot == 0 && page.count() <= index.halfKeys)
-        return Fail("Ckremove", ErrSeek);
+    if (CheckNeighbours(index, page.count()) < 0) return CurrentCode();
 
     NtxPage upper;
-    if (Cpget(index, position.path[level].page, &upper) < 0) return CurrentCode();
+    if (Cpget(index, position.top().page, &page) < 0 || Cpget(index, position.path[level].page, &upper) < 0)
+        return CurrentCode();
     CopyEntry(upper, position.path[level].slot, page, slot);
     if (Cpput(index, upper) < 0) return CurrentCode();
     return Cpget(index, position.top().page, &page);
@@ -255,7 +279,11 @@ Code Ckremove(NtxFile& index, NtxPage& page, bool* merged) {
     *merged = false;
     int slot = position.top().slot;
     if (slot < 0 || slot >= page.count()) return Fail("Ckremove", ErrStructure);
-    if (page.child(slot) != 0 && TakePredecessor(index, page) < 0) return Pass("Ckremove");
+    if (page.child(slot) != 0) {
+        if (TakePredecessor(index, page) < 0) return Pass("Ckremove");
+    } else if (CheckNeighbours(index, page.count()) < 0 || Cpget(index, position.top().page, &page) < 0) {
+        return Pass("Ckremove");
+    }
 
     ClosePlace(page, position.top().slot);
     page.setCount(page.count() - 1);

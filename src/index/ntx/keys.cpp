@@ -236,18 +236,12 @@ Code Ckfind(NtxFile& index, uint8_t* key, uint32_t* record, int mode) {
 Code Ckcur(NtxFile& index, uint8_t* key, uint32_t* record) {
     Position& position = index.position;
     if (position.currentRecord == 0) return SetCode(KeyEnd);
-    // A search that fails leaves the position as it was.
-    KeyBuffer foundKey;
-    uint32_t foundRecord = position.currentRecord;
-    memcpy(foundKey, position.currentKey, sizeof foundKey);
-    Code code = Ckfind(index, foundKey, &foundRecord, 2);
+    Code code = Ckfind(index, position.currentKey, &position.currentRecord, 2);
     if (code < 0) return Pass("Ckcur");
     if (code == KeyEmpty) return code;
     NtxPage page;
     if (Cpget(index, position.top().page, &page) < 0 || DeliverTop(index, page, key, record) < 0)
         return Pass("Ckcur");
-    memcpy(position.currentKey, foundKey, static_cast<size_t>(index.keyLength()));
-    position.currentRecord = foundRecord;
     return code;
 }
 

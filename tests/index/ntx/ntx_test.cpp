@@ -103,27 +103,53 @@ TEST_F(NtxInside, SearchesAndStepsAskForNoLength) {
 }
 #endif
 
+// Sizes of the writes since the platform was put in place.
+std::vector<uint32_t> WritesOf(const FakePlatform& platform) {
+    std::vector<uint32_t> writes;
+    for (auto& entry : platform.Trace())
+        if (entry.call == Call::Write && entry.count) writes.push_back(entry.count);
+    return writes;
+}
+
 // A page is written once, committed with the header's 4 or 6 bytes.
 TEST_F(NtxInside, AddWritesThePageAndTheVersion) {
     Grow(3);
     FakePlatform platform;
     ASSERT_EQ(index.Add(NumberedKey(4), 4), 0);
-    std::vector<uint32_t> writes;
-    for (auto& entry : platform.Trace())
-        if (entry.call == Call::Write && entry.count) writes.push_back(entry.count);
-    EXPECT_EQ(writes, (std::vector<uint32_t>{1024, 6}));
+    EXPECT_EQ(WritesOf(platform), (std::vector<uint32_t>{1024, 6}));
 }
 
 TEST_F(NtxInside, SplitOfTheRootWritesLowerPagesFirst) {
     Grow(8);
     FakePlatform platform;
     ASSERT_EQ(index.Add(NumberedKey(9), 9), 0);
-    std::vector<uint32_t> writes;
-    for (auto& entry : platform.Trace())
-        if (entry.call == Call::Write && entry.count) writes.push_back(entry.count);
     // The free head for the new page, both halves, the free head for the root, the
     // root, and the version with the new root's place.
-    EXPECT_EQ(writes, (std::vector<uint32_t>{4, 1024, 1024, 4, 1024, 6}));
+    EXPECT_EQ(WritesOf(platform), (std::vector<uint32_t>{4, 1024, 1024, 4, 1024, 6}));
+}
+
+TEST_F(NtxInside, KeyOverFromTheNeighbourWritesThreePagesAndTheVersion) {
+    Grow(10);
+    FakePlatform platform;
+    ASSERT_EQ(index.Delete(NumberedKey(1), 1), 0);
+    EXPECT_EQ(WritesOf(platform), (std::vector<uint32_t>{1024, 1024, 1024, 6}));
+}
+
+TEST_F(NtxInside, MergeWritesItsPagesFirstAndFreesThemOneByOne) {
+    Grow(9);
+    FakePlatform platform;
+    ASSERT_EQ(index.Delete(NumberedKey(1), 1), 0);
+    // Both pages in one, the parent, the free head and the page freed; the parent
+    // without its separator, the free head and the old root; the version.
+    EXPECT_EQ(WritesOf(platform), (std::vector<uint32_t>{1024, 1024, 4, 1024, 1024, 4, 1024, 6}));
+}
+
+TEST_F(NtxInside, KeyAboveTheLeavesIsWrittenBeforeItsLeaf) {
+    Grow(9);
+    ASSERT_EQ(index.Add("045", 45), 0);
+    FakePlatform platform;
+    ASSERT_EQ(index.Delete(NumberedKey(5), 5), 0);
+    EXPECT_EQ(WritesOf(platform), (std::vector<uint32_t>{1024, 1024, 6}));
 }
 
 // Whatever call fails on the way, the position is as it was and no page of the
@@ -159,6 +185,102 @@ TEST_F(NtxInside, FailedCallsLeaveThePosition) {
     EXPECT_GT(failures, 20);
 }
 
+// The entry of the position has gone, and the step fails after the entry before it
+// was found: the position is still where the other entry was.
+TEST_F(NtxInside, FailedStepDoesNotMoveThePositionOfAnEntryThatHasGone) {
+    Grow(60);
+    int failures = 0;
+    for (int gone = 12; gone <= 40; gone++) {
+        Bytes key = NumberedKey(gone);
+        auto record = static_cast<uint32_t>(gone);
+        for (bool forward : {true, false}) {
+            bool failed = true;
+            for (int nth = 1; failed; nth++) {
+                ASSERT_EQ(index.Find(key), 0);
+                ASSERT_EQ(index.Delete(key, record), 0);
+                FakePlatform platform;
+                platform.Fail(Call::Read, nth, 1117);
+                int code = forward ? index.Next() : index.Previous();
+                failed = platform.HasFailed();
+                platform.Reset();
+                ZBESCODE(0);
+                ASSERT_EQ(code < 0, failed);
+                ASSERT_EQ(index.Add(key, record), 0);
+                if (!failed) break;
+                failures++;
+                ASSERT_EQ(index.Current(), 0) << gone << ' ' << nth;
+                ASSERT_EQ(index.record, record);
+            }
+        }
+    }
+    EXPECT_GT(failures, 100);
+}
+
+TEST_F(NtxInside, PagesThatAreNotHeldCantBePut) {
+    Grow(9);
+    zb::NtxFile* file = zb::Cslock(index.handle);
+    ASSERT_NE(file, nullptr);
+    zb::NtxPage page, other;
+    ASSERT_EQ(zb::Cpget(*file, 2048, &page), 0);
+    other = page;
+    other.offset = 1024;
+    StartLog();
+    EXPECT_EQ(zb::Cpput(*file, other), -10);
+    ZBESCODE(0);
+    EXPECT_EQ(zb::Cpput(*file, page), 0);
+    EXPECT_EQ(zb::Cpput(*file, page), -9);
+    ZBESCODE(0);
+    page.offset = 512;
+    EXPECT_EQ(zb::Cpput(*file, page), -4);
+    ZBESCODE(0);
+    // Whether the file may be written comes before the page's place.
+    file->flags = 1;
+    EXPECT_EQ(zb::Cpput(*file, page), -36);
+    EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Cpput", -10}, {"Cpput", -9}, {"Cpput", -4}, {"Cpput", -36}}));
+    ZBESCODE(0);
+    zb::Cpforget(*file);
+}
+
+TEST_F(NtxInside, OpenWithoutMemoryFailsAndGivesTheSlotBack) {
+    ASSERT_EQ(index.Create('C', 5), 0);
+    for (int nth = 1;; nth++) {
+        FakePlatform platform;
+        platform.Fail(Call::Allocate, nth, 8);
+        int code = index.Open();
+        if (!platform.HasFailed()) {
+            EXPECT_GT(nth, 2);
+            ASSERT_EQ(code, 0);
+            break;
+        }
+        ASSERT_EQ(code, -3);
+        ASSERT_EQ(ZBECODE(), -3);
+        ASSERT_EQ(index.handle, -1);
+        ZBESCODE(0);
+    }
+    EXPECT_EQ(index.handle, 0);
+}
+
+TEST_F(NtxInside, CreateThatCantWriteLeavesItsFile) {
+    FakePlatform platform;
+    platform.Fail(Call::Write, 1, 112);
+    EXPECT_EQ(index.Create('C', 5), -1);
+    EXPECT_TRUE(FileExists(index.file));
+    // It stays open.
+    EXPECT_EQ(platform.Count(Call::Close), 0);
+}
+
+// What a build created it takes away, also when the empty index can't be closed.
+TEST_F(NtxInside, BuildWhoseNewIndexCantBeClosedLeavesNone) {
+    WriteFile("t.dbf", Dbf(3, 6, {DbfField("NAME", 'C', 5)}, {" ANNA "}));
+    uint16_t data;
+    ASSERT_EQ(ZBDDOPENX(&data, "t.dbf", 1), 0);
+    FakePlatform platform;
+    platform.Fail(Call::Close, 1, 6);
+    char expression[] = "NAME";
+    EXPECT_EQ(ZBDCINDEX(static_cast<int16_t>(data), "t.ntx", 'C', expression, 5, 0), -13);
+    EXPECT_FALSE(FileExists("t.ntx"));
+}
+
 // After any failure of a build neither the index nor the work file is there, the
 // lock on the data file is given back, and the next build succeeds.
 TEST_F(NtxInside, FailedBuildCleansUpAfterEveryCall) {
@@ -172,6 +294,18 @@ TEST_F(NtxInside, FailedBuildCleansUpAfterEveryCall) {
         data = static_cast<int16_t>(opened);
     };
     OpenTable();
+    // The third file opened is the index, once more: it can be had for reading only
+    // and then not be written. The fourth seek is that back from the end at which
+    // its length was taken: nobody looks at it, but the header can't be read there.
+    auto CodeOf = [](Call kind, int nth) {
+        switch (kind) {
+            case Call::Open: return nth == 3 ? -1 : -46;
+            case Call::Read: return -2;
+            case Call::Write: return -1;
+            case Call::Seek: return nth == 4 ? -2 : -4;
+            default: return -3;
+        }
+    };
     int failures = 0;
     int unknown = 0;
     for (const char* expression : {"NAME", "LEFT(NAME,9)"}) {
@@ -187,6 +321,9 @@ TEST_F(NtxInside, FailedBuildCleansUpAfterEveryCall) {
                 failed = platform.HasFailed();
                 platform.Reset();
                 ASSERT_EQ(ZBECODE(), code);
+                if (code < 0) {
+                    ASSERT_EQ(code, CodeOf(kind, nth));
+                }
                 ZBESCODE(0);
                 ASSERT_FALSE(FileExists("stacks.tmp"));
                 ASSERT_TRUE(failed || code == 0);
