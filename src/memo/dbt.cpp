@@ -54,7 +54,7 @@ Code WriteNewFile(uint16_t handle, const char* path, int blockSize, Layout layou
     return CurrentCode();
 }
 
-Code ReadHeader(MemoFile& memo, uint16_t mode) {
+Code ReadHeader(MemoFile& memo, const char* path, uint16_t mode) {
     DbtFile& file = Dbt(memo);
     file.dialect = static_cast<uint8_t>(mode);
     if (file.dialect == 0) file.dialect = DialectClassic;
@@ -67,6 +67,7 @@ Code ReadHeader(MemoFile& memo, uint16_t mode) {
     if (length < sizeof header) return Fail("Topen", ErrMemoShort);
     if (Hseek(file.handle, 0) < 0) return Pass("Topen");
     if (Hread(file.handle, header, sizeof header) < 0) return Pass("Topen");
+    if (Code code = KeepPath("Topen", file, path); code < 0) return code;
 
     file.nextBlock = static_cast<int32_t>(LoadLe32(header));
     file.blockSize = MinBlockSize;

@@ -89,14 +89,11 @@ Code MemoOpen(const MemoFormat& format, int16_t* handle, const char* path, uint1
 
     auto& file = *static_cast<MemoFile*>(control);
     mode = NormalMode(mode);
-    if (strlen(path) > MaxName)
-        Fail(format.unit, ErrBadName);
-    else if (Hopen(&file.handle, path, mode, &file.flags, *handle) < 0)
+    if (Hopen(&file.handle, path, mode, &file.flags, *handle) < 0) {
         Pass(format.unit);
-    else {
+    } else {
         file.flushEachWrite = true;
-        strcpy(file.path, path);
-        format.readHeader(file, mode);
+        format.readHeader(file, path, mode);
     }
     Code code = CurrentCode();
     if (code >= 0) return code;
@@ -106,6 +103,12 @@ Code MemoOpen(const MemoFormat& format, int16_t* handle, const char* path, uint1
     SlotRelease(*handle);
     *handle = -1;
     return SetCode(code);
+}
+
+Code KeepPath(const char* unit, MemoFile& file, const char* path) {
+    if (strlen(path) > MaxName) return Fail(unit, ErrBadName);
+    strcpy(file.path, path);
+    return CurrentCode();
 }
 
 Code MemoClose(const char* unit, MemoFile* file, int handle) {

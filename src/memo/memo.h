@@ -29,12 +29,15 @@ struct MemoFormat {
     SlotType type;
     size_t controlSize;
     uint16_t unopened;  // value of MemoFile::handle with which a failed open closes nothing
-    // Reads and checks the header of the file just opened.
-    Code (*readHeader)(MemoFile& file, uint16_t mode);
+    // Reads and checks the header of the file just opened, and keeps its name.
+    Code (*readHeader)(MemoFile& file, const char* path, uint16_t mode);
 };
 
 // A failure after the slot was taken gives the slot back and stores -1.
 Code MemoOpen(const MemoFormat& format, int16_t* handle, const char* path, uint16_t mode);
+
+// Keeps the name that a file was opened by. ErrBadName for one that is too long.
+Code KeepPath(const char* unit, MemoFile& file, const char* path);
 
 // Close and quick close of what the family's bind gave, null included.
 Code MemoClose(const char* unit, MemoFile* file, int handle);
