@@ -244,7 +244,8 @@ Code WriteTerminated(const DbtFile& file, int32_t* nextBlock, int32_t* block, co
 
     MemoWriter writer(file.handle, file.flushEachWrite);
     uint16_t written = 0;
-    if (SeekBlock(file, kind == MemoReplace ? *block : *nextBlock) < 0) return Pass("Trput");
+    if (writer.Start(BlockPosition(kind == MemoReplace ? *block : *nextBlock, file.blockSize)) < 0)
+        return Pass("Trput");
     if (width) {
         if (PutWrapped(writer, text, length, width, &written) < 0) return Pass("Trput");
     } else {
@@ -348,8 +349,9 @@ Code WriteCounted(const DbtFile& file, int32_t* nextBlock, int32_t* block, const
     StoreLe32(head + LengthOffset, static_cast<uint32_t>(needed));
     if (kind == MemoNew) {
         if (Code code = TakeBlocks(file, nextBlock, blocks, &at); code < 0) return code;
-        if (SeekBlock(file, at) < 0 || writer.Put(head, sizeof head) < 0) return Pass("Trput");
-    } else if (SeekBlock(file, at, MemoHeadSize) < 0) {
+        if (writer.Start(BlockPosition(at, file.blockSize)) < 0 || writer.Put(head, sizeof head) < 0)
+            return Pass("Trput");
+    } else if (writer.Start(BlockPosition(at, file.blockSize) + MemoHeadSize) < 0) {
         return Pass("Trput");
     }
 

@@ -109,7 +109,7 @@ Code Wrput(FptFile& file, int32_t* block, const char* text, unsigned kind) {
     uint8_t head[MemoHeadSize];
     StoreBe32(head, FptTextType);
     StoreBe32(head + LengthOffset, static_cast<uint32_t>(length));
-    if (Hseek(file.handle, BlockPosition(*block, file.blockSize)) < 0 || writer.Put(head, sizeof head) < 0 ||
+    if (writer.Start(BlockPosition(*block, file.blockSize)) < 0 || writer.Put(head, sizeof head) < 0 ||
         writer.Put(text, length) < 0 || writer.Finish() < 0)
         return Pass("Wrput");
     if (kind != MemoNew) return CurrentCode();

@@ -139,9 +139,16 @@ Code ReadText(const char* unit, const MemoFile& file, int64_t length, Block<char
     return CurrentCode();
 }
 
+Code MemoWriter::Start(int64_t at) {
+    position = at;
+    return Hseek(handle, at);
+}
+
 Code MemoWriter::Put(const void* bytes, size_t count) {
     if (count > Room - used && Finish() < 0) return CurrentCode();
     if (count > MaxTransfer) return SetCode(ErrWrite);
+    position += static_cast<int64_t>(count);
+    if (position > MaxPosition) return SetCode(ErrSeek);
     if (count > Room) return Hwrite(handle, bytes, static_cast<int16_t>(count), flush);
     memcpy(buffer + used, bytes, count);
     used += count;

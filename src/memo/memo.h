@@ -61,11 +61,14 @@ Code ReadText(const char* unit, const MemoFile& file, int64_t length, Block<char
 
 // Gathers adjacent bytes, so that a memo goes out in as few writes as can be.
 // No text longer than a single transfer passes: it gives ErrWrite, as do writes
-// that fail, and none of these is logged.
+// that fail; what would end beyond the last position of a file gives ErrSeek.
+// None of these is logged.
 class MemoWriter {
   public:
     MemoWriter(uint16_t fileHandle, bool flushEach) : handle(fileHandle), flush(flushEach) {}
 
+    // Goes to where the next byte is to stand; at first that is the file's start.
+    Code Start(int64_t at);
     Code Put(const void* bytes, size_t count);
     Code PutZeros(size_t count);
     Code Finish();
@@ -76,6 +79,7 @@ class MemoWriter {
 
     uint16_t handle;
     bool flush;
+    int64_t position = 0;  // of the next byte that is put
     size_t used = 0;
     char buffer[Room];
 };

@@ -645,6 +645,25 @@ TEST_F(Dbt, ADamagedNextBlockEndsTheWrite) {
     }
 }
 
+TEST_F(Dbt, AMemoThatWouldEndBeyond31BitsIsNotWritten) {
+    for (int dialect : {1, 2}) {
+        int16_t memo = Make(dialect);
+        PatchFile("memo.dbt", 0, Hex("FF FF 3F 00"));  // the last block that begins within
+        Bytes before = ReadFile("memo.dbt");
+        for (int width : {0, 40}) {
+            Put(memo, Text(dialect == 1 ? 511 : 500), width);
+            EXPECT_EQ(ZBECODE(), -4) << dialect << " " << width;
+            ZBESCODE(0);
+            EXPECT_EQ(ReadFile("memo.dbt"), before);
+        }
+        Replace(memo, 0x3FFFFF, Text(510));
+        EXPECT_EQ(ZBECODE(), dialect == 1 ? -4 : -2);
+        ZBESCODE(0);
+        EXPECT_EQ(ReadFile("memo.dbt"), before);
+        EXPECT_EQ(ZBDTCLOSE(memo), 0);
+    }
+}
+
 TEST_F(Dbt, RandomTerminatedMemosStayWhole) {
     std::mt19937 random(5);
     int16_t memo = Make(1);

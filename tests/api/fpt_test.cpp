@@ -438,6 +438,18 @@ TEST_F(Fpt, ADamagedNextBlockEndsTheWrite) {
     }
 }
 
+TEST_F(Fpt, AMemoThatWouldEndBeyond31BitsIsNotWritten) {
+    int16_t memo = Make(64);
+    PatchFile("memo.fpt", 0, Be32(0x1FFFFFF));  // the last block that begins within
+    Put(memo, Text(56));
+    EXPECT_EQ(ZBECODE(), -4);
+    ZBESCODE(0);
+    EXPECT_EQ(FileSize("memo.fpt"), 0x7FFFFFC0u);  // no further than to its start
+    EXPECT_EQ(ReadFile("memo.fpt", 0, 8), Be32(0x1FFFFFF) + Be32(64));
+    EXPECT_EQ(Put(memo, Text(55)), 0x1FFFFFF);
+    EXPECT_EQ(ZBECODE(), 0);
+}
+
 TEST_F(Fpt, RandomMemosStayWhole) {
     for (int size : {1, 33, 64, 511}) {
         std::mt19937 random(29);
