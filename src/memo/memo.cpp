@@ -33,9 +33,8 @@ Code BuildNames(const PackFormat& format, const MemoFile& memo, Names* names) {
 int32_t LoadPointer(const uint8_t* field) {
     char digits[PointerWidth + 1] = {};
     memcpy(digits, field, PointerWidth);
-    long long number = strtoll(digits, nullptr, 10);
-    // Ten digits may be more than any block number: no file reaches the largest one.
-    return static_cast<int32_t>(number > INT32_MAX ? INT32_MAX : number);
+    // Modulo 2 to the 32nd, as the fields are read.
+    return static_cast<int32_t>(strtoll(digits, nullptr, 10));
 }
 
 void StorePointer(uint8_t* field, int32_t block) {
