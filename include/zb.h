@@ -1025,8 +1025,8 @@ ZB_API int32_t ZB_CALL ZBDXEVAL(int16_t data, char* expression, ZbEvalResult* re
  * ZB_ErrMemory. */
 ZB_API int32_t ZB_CALL ZBDXADD(char* name, ZbUserFunction function);
 
-/* Removes the function of exactly that name, in any case of letters. ZB_KeyNear
- * when there is none; ZB_ErrBadName for an empty name. The name isn't changed. */
+/* Removes the function of exactly that name, which is turned to upper case in
+ * place. ZB_KeyNear when there is none; ZB_ErrBadName for an empty name. */
 ZB_API int32_t ZB_CALL ZBDXDEL(char* name);
 
 /* Copies the name of the function at `index`, counted from 0 in the order of

@@ -43,16 +43,14 @@ Place Search(const char* text, size_t length) {
     return {low, false};
 }
 
-// The entry of exactly that name, in any case of letters, or -1.
+// The entry of exactly that upper-case name, or -1.
 int Exact(const char* name) {
     const UserFunction* table = Table();
     size_t length = strlen(name);
     for (int i = 0; table && i < library.userFuncCount; i++) {
         auto* stored = static_cast<const char*>(BlockPeek(table[i].name));
         if (!stored || static_cast<size_t>(table[i].nameLength) != length) continue;
-        size_t same = 0;
-        while (same < length && AsciiUpper(name[same]) == stored[same]) same++;
-        if (same == length) return i;
+        if (memcmp(name, stored, length) == 0) return i;
     }
     return -1;
 }
@@ -131,6 +129,7 @@ int32_t ZB_CALL ZBDXDEL(char* name) {
     if (!name) return Fail("Xdel", ErrNullPointer);
     if (!*name) return Fail("Xdel", ErrBadName);
 
+    AsciiUpper(name);
     int index = Exact(name);
     if (index < 0) return SetCode(KeyNear);
     UserFunction* table = Table();

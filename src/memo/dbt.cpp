@@ -54,7 +54,7 @@ Code WriteNewFile(uint16_t handle, const char* path, int blockSize, Layout layou
     return CurrentCode();
 }
 
-Code ReadHeader(MemoFile& memo, uint16_t mode) {
+Code ReadHeader(MemoFile& memo, const char* path, uint16_t mode) {
     DbtFile& file = Dbt(memo);
     file.dialect = static_cast<uint8_t>(mode);
     if (file.dialect == 0) file.dialect = DialectClassic;
@@ -67,6 +67,7 @@ Code ReadHeader(MemoFile& memo, uint16_t mode) {
     if (length < sizeof header) return Fail("Topen", ErrMemoShort);
     if (Hseek(file.handle, 0) < 0) return Pass("Topen");
     if (Hread(file.handle, header, sizeof header) < 0) return Pass("Topen");
+    if (Code code = KeepPath("Topen", file, path); code < 0) return code;
 
     file.nextBlock = static_cast<int32_t>(LoadLe32(header));
     file.blockSize = MinBlockSize;
@@ -243,7 +244,8 @@ Code WriteTerminated(const DbtFile& file, int32_t* nextBlock, int32_t* block, co
 
     MemoWriter writer(file.handle, file.flushEachWrite);
     uint16_t written = 0;
-    if (SeekBlock(file, kind == MemoReplace ? *block : *nextBlock) < 0) return Pass("Trput");
+    if (writer.Start(BlockPosition(kind == MemoReplace ? *block : *nextBlock, file.blockSize)) < 0)
+        return Pass("Trput");
     if (width) {
         if (PutWrapped(writer, text, length, width, &written) < 0) return Pass("Trput");
     } else {
@@ -347,8 +349,9 @@ Code WriteCounted(const DbtFile& file, int32_t* nextBlock, int32_t* block, const
     StoreLe32(head + LengthOffset, static_cast<uint32_t>(needed));
     if (kind == MemoNew) {
         if (Code code = TakeBlocks(file, nextBlock, blocks, &at); code < 0) return code;
-        if (SeekBlock(file, at) < 0 || writer.Put(head, sizeof head) < 0) return Pass("Trput");
-    } else if (SeekBlock(file, at, MemoHeadSize) < 0) {
+        if (writer.Start(BlockPosition(at, file.blockSize)) < 0 || writer.Put(head, sizeof head) < 0)
+            return Pass("Trput");
+    } else if (writer.Start(BlockPosition(at, file.blockSize) + MemoHeadSize) < 0) {
         return Pass("Trput");
     }
 

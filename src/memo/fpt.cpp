@@ -25,7 +25,7 @@ Code WriteNewFile(uint16_t handle, int32_t blockSize) {
     return CurrentCode();
 }
 
-Code ReadHeader(MemoFile& memo, uint16_t mode) {
+Code ReadHeader(MemoFile& memo, const char* path, uint16_t mode) {
     FptFile& file = Fpt(memo);
     int kind = mode & 0xFF;
     if (kind != 0 && kind != DialectFox128) return Fail("Wopen", ErrFileType);
@@ -38,6 +38,7 @@ Code ReadHeader(MemoFile& memo, uint16_t mode) {
     if (Hread(file.handle, header, sizeof header) < 0) return Pass("Wopen");
     file.nextBlock = static_cast<int32_t>(LoadBe32(header));
     file.blockSize = static_cast<int32_t>(LoadBe32(header + 4));
+    if (Code code = KeepPath("Wopen", file, path); code < 0) return code;
     if (file.blockSize < MinFptBlockSize || file.blockSize > MaxBlockSize) return Fail("Wopen", ErrBlockSize);
     return CurrentCode();
 }
@@ -108,7 +109,7 @@ Code Wrput(FptFile& file, int32_t* block, const char* text, unsigned kind) {
     uint8_t head[MemoHeadSize];
     StoreBe32(head, FptTextType);
     StoreBe32(head + LengthOffset, static_cast<uint32_t>(length));
-    if (Hseek(file.handle, BlockPosition(*block, file.blockSize)) < 0 || writer.Put(head, sizeof head) < 0 ||
+    if (writer.Start(BlockPosition(*block, file.blockSize)) < 0 || writer.Put(head, sizeof head) < 0 ||
         writer.Put(text, length) < 0 || writer.Finish() < 0)
         return Pass("Wrput");
     if (kind != MemoNew) return CurrentCode();

@@ -33,9 +33,8 @@ Code BuildNames(const PackFormat& format, const MemoFile& memo, Names* names) {
 int32_t LoadPointer(const uint8_t* field) {
     char digits[PointerWidth + 1] = {};
     memcpy(digits, field, PointerWidth);
-    long long number = strtoll(digits, nullptr, 10);
-    // Ten digits may be more than any block number: no file reaches the largest one.
-    return static_cast<int32_t>(number > INT32_MAX ? INT32_MAX : number);
+    // Modulo 2 to the 32nd, as the fields are read.
+    return static_cast<int32_t>(strtoll(digits, nullptr, 10));
 }
 
 void StorePointer(uint8_t* field, int32_t block) {
@@ -89,14 +88,11 @@ Code MemoOpen(const MemoFormat& format, int16_t* handle, const char* path, uint1
 
     auto& file = *static_cast<MemoFile*>(control);
     mode = NormalMode(mode);
-    if (strlen(path) > MaxName)
-        Fail(format.unit, ErrBadName);
-    else if (Hopen(&file.handle, path, mode, &file.flags, *handle) < 0)
+    if (Hopen(&file.handle, path, mode, &file.flags, *handle) < 0) {
         Pass(format.unit);
-    else {
+    } else {
         file.flushEachWrite = true;
-        strcpy(file.path, path);
-        format.readHeader(file, mode);
+        format.readHeader(file, path, mode);
     }
     Code code = CurrentCode();
     if (code >= 0) return code;
@@ -106,6 +102,12 @@ Code MemoOpen(const MemoFormat& format, int16_t* handle, const char* path, uint1
     SlotRelease(*handle);
     *handle = -1;
     return SetCode(code);
+}
+
+Code KeepPath(const char* unit, MemoFile& file, const char* path) {
+    if (strlen(path) > MaxName) return Fail(unit, ErrBadName);
+    strcpy(file.path, path);
+    return CurrentCode();
 }
 
 Code MemoClose(const char* unit, MemoFile* file, int handle) {
@@ -136,9 +138,16 @@ Code ReadText(const char* unit, const MemoFile& file, int64_t length, Block<char
     return CurrentCode();
 }
 
+Code MemoWriter::Start(int64_t at) {
+    position = at;
+    return Hseek(handle, at);
+}
+
 Code MemoWriter::Put(const void* bytes, size_t count) {
     if (count > Room - used && Finish() < 0) return CurrentCode();
     if (count > MaxTransfer) return SetCode(ErrWrite);
+    position += static_cast<int64_t>(count);
+    if (position > MaxPosition) return SetCode(ErrSeek);
     if (count > Room) return Hwrite(handle, bytes, static_cast<int16_t>(count), flush);
     memcpy(buffer + used, bytes, count);
     used += count;

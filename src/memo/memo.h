@@ -29,12 +29,15 @@ struct MemoFormat {
     SlotType type;
     size_t controlSize;
     uint16_t unopened;  // value of MemoFile::handle with which a failed open closes nothing
-    // Reads and checks the header of the file just opened.
-    Code (*readHeader)(MemoFile& file, uint16_t mode);
+    // Reads and checks the header of the file just opened, and keeps its name.
+    Code (*readHeader)(MemoFile& file, const char* path, uint16_t mode);
 };
 
 // A failure after the slot was taken gives the slot back and stores -1.
 Code MemoOpen(const MemoFormat& format, int16_t* handle, const char* path, uint16_t mode);
+
+// Keeps the name that a file was opened by. ErrBadName for one that is too long.
+Code KeepPath(const char* unit, MemoFile& file, const char* path);
 
 // Close and quick close of what the family's bind gave, null included.
 Code MemoClose(const char* unit, MemoFile* file, int handle);
@@ -58,11 +61,14 @@ Code ReadText(const char* unit, const MemoFile& file, int64_t length, Block<char
 
 // Gathers adjacent bytes, so that a memo goes out in as few writes as can be.
 // No text longer than a single transfer passes: it gives ErrWrite, as do writes
-// that fail, and none of these is logged.
+// that fail; what would end beyond the last position of a file gives ErrSeek.
+// None of these is logged.
 class MemoWriter {
   public:
     MemoWriter(uint16_t fileHandle, bool flushEach) : handle(fileHandle), flush(flushEach) {}
 
+    // Goes to where the next byte is to stand; at first that is the file's start.
+    Code Start(int64_t at);
     Code Put(const void* bytes, size_t count);
     Code PutZeros(size_t count);
     Code Finish();
@@ -73,6 +79,7 @@ class MemoWriter {
 
     uint16_t handle;
     bool flush;
+    int64_t position = 0;  // of the next byte that is put
     size_t used = 0;
     char buffer[Room];
 };

@@ -179,10 +179,33 @@ TEST_F(Dbt, OpenRefusesWhatItCannotUse) {
     ZBESCODE(0);
     EXPECT_EQ(ZBDTOPENX(&memo, "", 1), -14);
     ZBESCODE(0);
-    EXPECT_EQ(ZBDTOPENX(&memo, std::string(261, 'x').c_str(), 1), -14);
-    ZBESCODE(0);
     memo = Open(1);
     EXPECT_EQ(memo, 0);  // no slot was left taken
+}
+
+TEST_F(Dbt, ANameOf260BytesOpensAndOneOf261IsRefusedOnceItsHeaderIsRead) {
+    ASSERT_EQ(ZBDTCREATEX("memo.dbt", 1, 2), 0);
+    int16_t memo = Open(2, LongName("memo.dbt", 260).c_str());
+    ZbDbtInfo info;
+    ASSERT_EQ(ZBDTINFO(memo, &info), 0);
+    EXPECT_EQ(std::string(info.path), LongName("memo.dbt", 260));
+    ASSERT_EQ(ZBDTCLOSE(memo), 0);
+
+    std::string name = LongName("memo.dbt", 261);
+    auto refusal = [&](const std::string& path, uint16_t mode) {
+        int32_t code = ZBDTOPENX(&memo, path.c_str(), mode);
+        EXPECT_EQ(memo, -1);
+        ZBESCODE(0);
+        return code;
+    };
+    EXPECT_EQ(refusal(name, 2), -14);
+    PatchFile("memo.dbt", 20, Hex("01 00"));
+    EXPECT_EQ(refusal(name, 2), -14);
+    EXPECT_EQ(refusal("memo.dbt", 2), -49);
+    EXPECT_EQ(refusal(name, 4), -18);
+    WriteFile("memo.dbt", Fill(23));
+    EXPECT_EQ(refusal(name, 2), -17);
+    EXPECT_EQ(refusal(LongName("missing.dbt", 261), 2), -46);
 }
 
 TEST_F(Dbt, OpenWithoutAFreeSlotStoresMinusOne) {
@@ -618,6 +641,25 @@ TEST_F(Dbt, ADamagedNextBlockEndsTheWrite) {
             ZBESCODE(0);
             EXPECT_EQ(ReadFile("memo.dbt", 0, 4), Hex(next));
         }
+        EXPECT_EQ(ZBDTCLOSE(memo), 0);
+    }
+}
+
+TEST_F(Dbt, AMemoThatWouldEndBeyond31BitsIsNotWritten) {
+    for (int dialect : {1, 2}) {
+        int16_t memo = Make(dialect);
+        PatchFile("memo.dbt", 0, Hex("FF FF 3F 00"));  // the last block that begins within
+        Bytes before = ReadFile("memo.dbt");
+        for (int width : {0, 40}) {
+            Put(memo, Text(dialect == 1 ? 511 : 500), width);
+            EXPECT_EQ(ZBECODE(), -4) << dialect << " " << width;
+            ZBESCODE(0);
+            EXPECT_EQ(ReadFile("memo.dbt"), before);
+        }
+        Replace(memo, 0x3FFFFF, Text(510));
+        EXPECT_EQ(ZBECODE(), dialect == 1 ? -4 : -2);
+        ZBESCODE(0);
+        EXPECT_EQ(ReadFile("memo.dbt"), before);
         EXPECT_EQ(ZBDTCLOSE(memo), 0);
     }
 }

@@ -777,14 +777,21 @@ TEST_F(FunctionTable, GrowsBeyondItsFirstCapacity) {
     EXPECT_EQ(TextOf("AGAIN"), "one");
 }
 
-TEST_F(FunctionTable, DeleteWantsTheWholeNameInAnyCaseAndLeavesTheText) {
+TEST_F(FunctionTable, DeleteWantsTheWholeNameInAnyCase) {
     EXPECT_EQ(Add("AB(", One), 0);
     EXPECT_EQ(Delete("AB(C"), 4);
     EXPECT_EQ(Delete("AB"), 4);
-    char name[] = "ab(";
-    EXPECT_EQ(ZBDXDEL(name), 0);
-    EXPECT_STREQ(name, "ab(");
+    EXPECT_EQ(Delete("ab("), 0);
     EXPECT_EQ(Delete("AB("), 4);
+}
+
+TEST_F(FunctionTable, DeleteTurnsTheNameToUpperCaseInPlaceFoundOrNot) {
+    EXPECT_EQ(Add("AB(", One), 0);
+    char found[] = "ab(", missing[] = "none(";
+    EXPECT_EQ(ZBDXDEL(found), 0);
+    EXPECT_STREQ(found, "AB(");
+    EXPECT_EQ(ZBDXDEL(missing), 4);
+    EXPECT_STREQ(missing, "NONE(");
 }
 
 TEST_F(FunctionTable, ListBeyondTheEndGives3) {

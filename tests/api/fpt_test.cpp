@@ -97,9 +97,32 @@ TEST_F(Fpt, OpenRefusesWhatItCannotUse) {
     ZBESCODE(0);
     EXPECT_EQ(ZBDWOPENX(&memo, "", 0), -14);
     ZBESCODE(0);
-    EXPECT_EQ(ZBDWOPENX(&memo, std::string(261, 'x').c_str(), 0), -14);
-    ZBESCODE(0);
     EXPECT_EQ(Open(0), 0);  // no slot was left taken
+}
+
+TEST_F(Fpt, ANameOf260BytesOpensAndOneOf261IsRefusedOnceItsHeaderIsRead) {
+    ASSERT_EQ(ZBDWCREATE("memo.fpt", 1), 0);
+    int16_t memo = Open(0, LongName("memo.fpt", 260).c_str());
+    ZbFptInfo info;
+    ASSERT_EQ(ZBDWINFO(memo, &info), 0);
+    EXPECT_EQ(std::string(info.path), LongName("memo.fpt", 260));
+    ASSERT_EQ(ZBDWCLOSE(memo), 0);
+
+    std::string name = LongName("memo.fpt", 261);
+    auto refusal = [&](const std::string& path, uint16_t mode) {
+        int32_t code = ZBDWOPENX(&memo, path.c_str(), mode);
+        EXPECT_EQ(memo, -1);
+        ZBESCODE(0);
+        return code;
+    };
+    EXPECT_EQ(refusal(name, 0), -14);
+    PatchFile("memo.fpt", 4, Be32(32));
+    EXPECT_EQ(refusal(name, 0), -14);
+    EXPECT_EQ(refusal("memo.fpt", 0), -49);
+    EXPECT_EQ(refusal(name, 1), -18);
+    WriteFile("memo.fpt", Fill(511));
+    EXPECT_EQ(refusal(name, 0), -17);
+    EXPECT_EQ(refusal(LongName("missing.fpt", 261), 0), -46);
 }
 
 TEST_F(Fpt, OpenTellsWhatItGot) {
@@ -413,6 +436,18 @@ TEST_F(Fpt, ADamagedNextBlockEndsTheWrite) {
         ZBESCODE(0);
         EXPECT_EQ(ReadFile("memo.fpt"), Be32(next) + Be32(64) + Fill(504));
     }
+}
+
+TEST_F(Fpt, AMemoThatWouldEndBeyond31BitsIsNotWritten) {
+    int16_t memo = Make(64);
+    PatchFile("memo.fpt", 0, Be32(0x1FFFFFF));  // the last block that begins within
+    Put(memo, Text(56));
+    EXPECT_EQ(ZBECODE(), -4);
+    ZBESCODE(0);
+    EXPECT_EQ(FileSize("memo.fpt"), 0x7FFFFFC0u);  // no further than to its start
+    EXPECT_EQ(ReadFile("memo.fpt", 0, 8), Be32(0x1FFFFFF) + Be32(64));
+    EXPECT_EQ(Put(memo, Text(55)), 0x1FFFFFF);
+    EXPECT_EQ(ZBECODE(), 0);
 }
 
 TEST_F(Fpt, RandomMemosStayWhole) {

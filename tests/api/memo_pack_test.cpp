@@ -264,6 +264,19 @@ TEST_P(MemoPack, ChecksComeInTheirOrder) {
     EXPECT_FALSE(FileExists(Backup()));
 }
 
+TEST_P(MemoPack, PointersCountModulo2ToThe32ndAsFieldReadsCountThem) {
+    Add("one", 1, "");
+    std::string pointer = std::to_string((int64_t{1} << 32) + format.firstBlock);
+    ASSERT_EQ(pointer.size(), 10u);
+    PatchFile("data.dbf", 32 * 3 + 33 + 1, pointer);
+    ASSERT_EQ(format.pack(data, &memo), 0);
+    EXPECT_EQ(Text(1, 0), "one");
+    ASSERT_EQ(ZBDDRGET(data, 1), 0);
+    uint32_t block = 0;
+    ASSERT_EQ(ZBDDFGET(data, 0, &block), 0);
+    EXPECT_EQ(block, static_cast<uint32_t>(format.firstBlock));
+}
+
 // What a failure while records are copied leaves.
 TEST_P(MemoPack, ABadPointerLeavesTheFirstRecordsChangedAndTheWorkFileOpen) {
     Pointer("dead");

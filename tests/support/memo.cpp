@@ -19,6 +19,12 @@ uint32_t FromLe32(const Bytes& bytes, size_t offset) {
     return value;
 }
 
+std::string LongName(const std::string& name, size_t length) {
+    std::string steps;
+    while (steps.size() + name.size() + 2 <= length) steps += "./";
+    return steps + std::string(length - steps.size() - name.size(), '/') + name;
+}
+
 std::string Text(size_t length, unsigned seed) {
     std::string text;
     for (size_t i = 0; i < length; i++) text += static_cast<char>('A' + (i * 7 + i / 26 + seed * 5) % 57);

@@ -10,6 +10,9 @@ Bytes Le32(uint32_t value);
 Bytes Be32(uint32_t value);
 uint32_t FromLe32(const Bytes& bytes, size_t offset);
 
+// The name reached by as many steps to the same directory as make it `length` long.
+std::string LongName(const std::string& name, size_t length);
+
 // `length` characters without an end mark, different from one seed to the next.
 std::string Text(size_t length, unsigned seed = 0);
 

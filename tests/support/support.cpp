@@ -1,8 +1,8 @@
 #include "support/support.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #if !defined(_WIN32)
 #include <sys/wait.h>
@@ -32,11 +32,13 @@ Bytes Hex(std::string_view digits) {
 }
 
 Bytes ReadFile(const std::string& name, size_t offset, size_t count) {
-    std::ifstream file(name, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    Bytes bytes = text.str();
-    return offset >= bytes.size() ? Bytes() : bytes.substr(offset, count);
+    std::ifstream file(name, std::ios::binary | std::ios::ate);
+    size_t size = file ? static_cast<size_t>(file.tellg()) : 0;
+    if (offset >= size) return {};
+    Bytes bytes(std::min(count, size - offset), '\0');
+    file.seekg(static_cast<std::streamoff>(offset));
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
 }
 
 void WriteFile(const std::string& name, std::string_view bytes) {
