@@ -154,6 +154,35 @@ TEST_F(IdxUnit, EveryFailureBeneathAChangeComesBack) {
     }
 }
 
+// Finding the position again works on the position itself, and passes through
+// entries that are not it.
+TEST_F(IdxUnit, AFailureOnTheWayLeavesThePosition) {
+    Create(100, 0);
+    Bytes same(100, 'M');
+    for (uint32_t i = 1; i <= 30; i++) ASSERT_EQ(0, ZBDIKADD(index, same.data(), i));
+    int failures = 0;
+    for (auto step : {ZBDIKCUR, ZBDIKNEXT, ZBDIKPREV}) {
+        for (int nth = 1;; nth++) {
+            char key[128];
+            memcpy(key, same.data(), 100);
+            uint32_t record = 25;
+            ASSERT_EQ(0, ZBDIKFIND(index, key, &record, 2));
+            FakePlatform fake;
+            fake.Fail(Call::Read, nth, 5);
+            int32_t code = step(index, key, &record);
+            if (!fake.HasFailed()) break;
+            EXPECT_EQ(ZB_ErrRead, code);
+            fake.Reset();
+            ZBESCODE(0);
+            EXPECT_EQ(0, ZBDIKCUR(index, key, &record)) << nth;
+            EXPECT_EQ(25u, record) << nth;
+            failures++;
+            ASSERT_LT(nth, 100);
+        }
+    }
+    EXPECT_GT(failures, 20);
+}
+
 TEST_F(IdxUnit, TheReaderOfPagesTellsDamage) {
     Create(100, 9);
     EXPECT_EQ(0u, pages::SurveyIdx("a.idx").faults.size());
