@@ -504,6 +504,35 @@ TEST_F(IdxCompact, AnAddThatWouldMoveLessThanNothingIsRefused) {
     EXPECT_EQ(before, ReadFile("a.idx"));
 }
 
+class IdxCompactOverHeader : public IdxCompact {
+  protected:
+    // One full key and some of one byte each, and a full one in front of them: its
+    // entry repeats itself, so that all count for 100 bytes.
+    void Overfill(uint32_t shorts) {
+        Create(100, 'C' | ZB_IdxCompact);
+        ASSERT_EQ(0, Add(Bytes(100, 'A'), 1));
+        for (uint32_t i = 0; i < shorts; i++) ASSERT_EQ(0, Add(Padded("C", 100), 2 + i));
+        ASSERT_EQ(0, Add(Bytes(100, '\x01'), 9));
+    }
+};
+
+TEST_F(IdxCompactOverHeader, AKeyCanComeToStandOverTheSiblings) {
+    Overfill(3);
+    EXPECT_EQ(Hex("09 00 00 00 01 00 00 00 01 00 00 00 01 00 00 00 01 00 00 00"), Leaf(24, 20));
+    EXPECT_EQ(Hex("09 01"), Leaf(12, 2));
+    // The last of five keys of 100 bytes begins at 12.
+    ASSERT_EQ(0, Add(Padded("C", 100), 10));
+    EXPECT_EQ(Hex("03 00 06 00 FF FF FF FF FF FF FF 43 04 01"), Leaf(0, 14));
+    EXPECT_EQ(Hex("0A 00 00 C6"), Leaf(44, 4));
+}
+
+TEST_F(IdxCompactOverHeader, AKeyOverTheWidthOfThePackedEntriesIsRefused) {
+    Overfill(2);
+    Bytes before = ReadFile("a.idx");
+    EXPECT_EQ(ZB_ErrStructure, Add(Bytes(100, 'W'), 10));  // from 12 on
+    EXPECT_EQ(before, ReadFile("a.idx"));
+}
+
 TEST_F(IdxCompact, ASplitMovesTheUpperEntriesAndBuildsARootFromRawBytes) {
     Create(100, 'C' | ZB_IdxCompact);
     auto full = [](char c) { return Bytes(100, c); };

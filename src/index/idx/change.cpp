@@ -100,12 +100,15 @@ Code InsertPacked(IdxFile& index, const IdxPage& page, Entering& pending) {
 
     // Everything is held against the page before the first byte changes. Where
     // the bytes to move end behind the page, the new keys must cover the place
-    // of those that aren't there; in a sound leaf they do.
+    // of those that aren't there; in a sound leaf they do. Where entries repeat
+    // themselves the keys can come to stand over the page's header: over all but
+    // the width of the packed entries, without which there are none.
     int bottom = page.keysBottom();
     int end = std::min(bottom + growth, IdxPageSize);
     int stored = shared.storedCount + following.storedCount;
     bool covered = bottom + growth == end || (keyCursor - stored <= end - growth && bottom <= keyCursor);
-    if (growth < 0 || !covered || !InPage(bottom - growth, bottom) ||
+    bool overWidth = keyCursor - stored <= IdxEntryBytesAt && keyCursor > IdxEntryBytesAt;
+    if (growth < 0 || !covered || overWidth || !InPage(bottom - growth, bottom) ||
         !InPage(keyCursor - stored, keyCursor) || !InPage(page.packedAt(0), page.packedAt(count + 1)))
         return Fail("Ikinsert", ErrStructure);
 
@@ -125,7 +128,7 @@ Code InsertPacked(IdxFile& index, const IdxPage& page, Entering& pending) {
         IdxStorePacked(page.data + at + entryBytes, Ikpack(page, following, reader.record), entryBytes);
     }
     page.setFreeSpace(page.freeSpace() - entryBytes - growth);
-    page.setCount(count + 1);
+    page.setCount(page.count() + 1);
     return Inserted(index, page, slot, pending) < 0 ? Pass("Ikinsert") : CurrentCode();
 }
 
