@@ -526,6 +526,18 @@ TEST_F(IdxCompactOverHeader, AKeyCanComeToStandOverTheSiblings) {
     EXPECT_EQ(Hex("0A 00 00 C6"), Leaf(44, 4));
 }
 
+TEST_F(IdxCompactOverHeader, AKeyOfNoBytesGoesInWhereverTheOthersEnd) {
+    Overfill(4);
+    // Six keys of 100 bytes would begin before the page.
+    Bytes before = ReadFile("a.idx");
+    EXPECT_EQ(ZB_ErrStructure, Add(Padded("C", 100), 10));
+    ZBESCODE(0);
+    EXPECT_EQ(before, ReadFile("a.idx"));
+    ASSERT_EQ(0, Add(Fill(100, ' '), 10));
+    EXPECT_EQ(Hex("07"), Leaf(2, 1));
+    EXPECT_EQ(Hex("0A 00 90 01"), Leaf(48, 4));
+}
+
 TEST_F(IdxCompactOverHeader, AKeyOverTheWidthOfThePackedEntriesIsRefused) {
     Overfill(2);
     Bytes before = ReadFile("a.idx");

@@ -106,25 +106,31 @@ Code InsertPacked(IdxFile& index, const IdxPage& page, Entering& pending) {
     int bottom = page.keysBottom();
     int end = std::min(bottom + growth, IdxPageSize);
     int stored = shared.storedCount + following.storedCount;
-    bool covered = bottom + growth == end || (keyCursor - stored <= end - growth && bottom <= keyCursor);
-    bool overWidth = keyCursor - stored <= IdxEntryBytesAt && keyCursor > IdxEntryBytesAt;
-    if (growth < 0 || !covered || overWidth || !InPage(bottom - growth, bottom) ||
-        !InPage(keyCursor - stored, keyCursor) || !InPage(page.packedAt(0), page.packedAt(count + 1)))
+    int keysBegin = keyCursor - stored;
+    bool covered = bottom + growth == end || (keysBegin <= end - growth && bottom <= keyCursor);
+    bool moves = growth == 0 || (growth > 0 && covered && InPage(bottom - growth, bottom));
+    bool overWidth = keysBegin <= IdxEntryBytesAt && keyCursor > IdxEntryBytesAt;
+    bool writes = stored == 0 || (!overWidth && InPage(keysBegin, keyCursor));
+    if (!moves || !writes || !InPage(page.packedAt(0), page.packedAt(count + 1)))
         return Fail("Ikinsert", ErrStructure);
 
     // Only as many bytes move as are gained, whatever lies above them.
-    memmove(page.data + bottom - growth, page.data + bottom, static_cast<size_t>(end - bottom));
+    if (growth > 0)
+        memmove(page.data + bottom - growth, page.data + bottom, static_cast<size_t>(end - bottom));
     // The packed entries move up byte by byte from the first: one that moves by
     // its own length repeats itself over all behind it.
     int at = page.packedAt(slot);
     for (int i = at; i < page.packedAt(count); i++) page.data[i + entryBytes] = page.data[i];
 
-    keyCursor -= shared.storedCount;
-    memcpy(page.data + keyCursor, pending.key + shared.dupCount, static_cast<size_t>(shared.storedCount));
+    auto writeKey = [&](const uint8_t* key, const IdxShared& part) {
+        keyCursor -= part.storedCount;
+        if (part.storedCount > 0)
+            memcpy(page.data + keyCursor, key + part.dupCount, static_cast<size_t>(part.storedCount));
+    };
+    writeKey(pending.key, shared);
     IdxStorePacked(page.data + at, Ikpack(page, shared, pending.record), entryBytes);
     if (follows) {
-        keyCursor -= following.storedCount;
-        memcpy(page.data + keyCursor, fill, static_cast<size_t>(following.storedCount));
+        writeKey(fill, following);
         IdxStorePacked(page.data + at + entryBytes, Ikpack(page, following, reader.record), entryBytes);
     }
     page.setFreeSpace(page.freeSpace() - entryBytes - growth);
