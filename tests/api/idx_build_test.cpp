@@ -343,6 +343,32 @@ TEST_F(IdxBuild, CompactFilesDecodeToWhatWentIn) {
         }
 }
 
+TEST_F(IdxBuild, PackedEntriesOfEveryWidth) {
+    const struct {
+        size_t keyLength;
+        const char* free;
+        const char* entries;
+    } cases[] = {{2, "DC 01", "02 00 00 03 00 20 01 00 10"},
+                 {3, "DC 01", "02 00 40 03 00 30 01 00 50"},
+                 {10, "DC 01", "02 00 80 03 00 0A 01 00 81"},
+                 {31, "DC 01", "02 00 E8 03 C0 07 01 40 E8"},
+                 {32, "D9 01", "02 00 00 78 03 00 00 02 01 00 10 78"},
+                 {100, "D9 01", "02 00 00 C4 03 00 90 01 01 00 04 C4"}};
+    for (auto& c : cases) {
+        SCOPED_TRACE(c.keyLength);
+        Bytes tail(c.keyLength - 2, ' ');
+        Names({"AC" + tail, "AB" + tail, "AB" + tail});
+        ASSERT_EQ(0, Build('C' | ZB_IdxCompact, static_cast<int>(c.keyLength)));
+        EXPECT_EQ(Hex(c.free), ReadFile("a.idx", 1024 + 12, 2));
+        Bytes entries = Hex(c.entries);
+        EXPECT_EQ(entries + Fill(485 - entries.size()) + "CAB", ReadFile("a.idx", 1024 + 24, 488));
+    }
+    Names({"B", "A", " "});
+    ASSERT_EQ(0, Build('C' | ZB_IdxCompact, 1));
+    EXPECT_EQ(Hex("E0 01"), ReadFile("a.idx", 1024 + 12, 2));
+    EXPECT_EQ(Hex("03 40 02 00 01 00") + Fill(480) + "BA", ReadFile("a.idx", 1024 + 24, 488));
+}
+
 TEST_F(IdxBuild, EqualKeysStoreNothingAfterTheFirstOfALeaf) {
     Names(std::vector<Bytes>(10, "ANNAB"));
     ASSERT_EQ(0, Build('C' | ZB_IdxCompact, 5));
@@ -372,6 +398,25 @@ TEST_F(IdxBuild, ACompactFileGivesItsRecordsInOrder) {
     memcpy(key, sorted[10].key.data(), 8);
     EXPECT_EQ(ZB_KeyNear, ZBDIKFIND(index, key, &record, 0));
     EXPECT_EQ(sorted.back().record, record);
+}
+
+TEST_F(IdxBuild, ARealKeyNeverMatchesInAPackedLeaf) {
+    std::vector<Bytes> names = RandomNames(400, 8, 100000);
+    Names(names);
+    ASSERT_EQ(0, Build('C' | ZB_IdxCompact, 8));
+    Open();
+    uint32_t lastRecord = Sorted(names).back().record;
+    char key[16];
+    uint32_t record;
+    ASSERT_EQ(0, ZBDIKTOP(index, key, &record));
+    for (int16_t mode : {0, 2})
+        for (uint32_t i = 0; i < names.size(); i += 37) {
+            memcpy(key, names[i].data(), 8);
+            record = i + 1;
+            EXPECT_EQ(ZB_KeyNear, ZBDIKFIND(index, key, &record, mode));
+            EXPECT_EQ(lastRecord, record);
+            EXPECT_STREQ("        ", key);
+        }
 }
 
 TEST_F(IdxBuild, APackedLeafPast127EntriesShowsItsFirst) {

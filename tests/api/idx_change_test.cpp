@@ -504,6 +504,47 @@ TEST_F(IdxCompact, AnAddThatWouldMoveLessThanNothingIsRefused) {
     EXPECT_EQ(before, ReadFile("a.idx"));
 }
 
+class IdxCompactOverHeader : public IdxCompact {
+  protected:
+    // One full key and some of one byte each, and a full one in front of them: its
+    // entry repeats itself, so that all count for 100 bytes.
+    void Overfill(uint32_t shorts) {
+        Create(100, 'C' | ZB_IdxCompact);
+        ASSERT_EQ(0, Add(Bytes(100, 'A'), 1));
+        for (uint32_t i = 0; i < shorts; i++) ASSERT_EQ(0, Add(Padded("C", 100), 2 + i));
+        ASSERT_EQ(0, Add(Bytes(100, '\x01'), 9));
+    }
+};
+
+TEST_F(IdxCompactOverHeader, AKeyCanComeToStandOverTheSiblings) {
+    Overfill(3);
+    EXPECT_EQ(Hex("09 00 00 00 01 00 00 00 01 00 00 00 01 00 00 00 01 00 00 00"), Leaf(24, 20));
+    EXPECT_EQ(Hex("09 01"), Leaf(12, 2));
+    // The last of five keys of 100 bytes begins at 12.
+    ASSERT_EQ(0, Add(Padded("C", 100), 10));
+    EXPECT_EQ(Hex("03 00 06 00 FF FF FF FF FF FF FF 43 04 01"), Leaf(0, 14));
+    EXPECT_EQ(Hex("0A 00 00 C6"), Leaf(44, 4));
+}
+
+TEST_F(IdxCompactOverHeader, AKeyOfNoBytesGoesInWhereverTheOthersEnd) {
+    Overfill(4);
+    // Six keys of 100 bytes would begin before the page.
+    Bytes before = ReadFile("a.idx");
+    EXPECT_EQ(ZB_ErrStructure, Add(Padded("C", 100), 10));
+    ZBESCODE(0);
+    EXPECT_EQ(before, ReadFile("a.idx"));
+    ASSERT_EQ(0, Add(Fill(100, ' '), 10));
+    EXPECT_EQ(Hex("07"), Leaf(2, 1));
+    EXPECT_EQ(Hex("0A 00 90 01"), Leaf(48, 4));
+}
+
+TEST_F(IdxCompactOverHeader, AKeyOverTheWidthOfThePackedEntriesIsRefused) {
+    Overfill(2);
+    Bytes before = ReadFile("a.idx");
+    EXPECT_EQ(ZB_ErrStructure, Add(Bytes(100, 'W'), 10));  // from 12 on
+    EXPECT_EQ(before, ReadFile("a.idx"));
+}
+
 TEST_F(IdxCompact, ASplitMovesTheUpperEntriesAndBuildsARootFromRawBytes) {
     Create(100, 'C' | ZB_IdxCompact);
     auto full = [](char c) { return Bytes(100, c); };
@@ -529,6 +570,29 @@ TEST_F(IdxCompact, ASplitMovesTheUpperEntriesAndBuildsARootFromRawBytes) {
     EXPECT_EQ(Leaf(12 + 108, 100), Leaf(120, 100, 2048));
     // The record number stands the other way round there.
     EXPECT_EQ(Hex("45 00 00 00 00 00 04 00"), Leaf(220, 8, 2048));
+}
+
+TEST_F(IdxCompact, AHalfThatIsStillFullSplitsAgain) {
+    Create(100, 'C' | ZB_IdxCompact);
+    auto full = [](char c) { return Bytes(100, c); };
+    // Six keys that take no bytes and four that take 100 each: the upper half has
+    // no room for another.
+    for (uint32_t i = 1; i <= 6; i++) ASSERT_EQ(0, Add(full(' '), i));
+    for (char c : {'A', 'B', 'C', 'D'}) ASSERT_EQ(0, Add(full(c), static_cast<uint32_t>(c - 'A' + 7)));
+    EXPECT_EQ(Hex("30 00"), Leaf(12, 2));
+    EXPECT_EQ(ZB_ErrStructure, Add(full('E'), 11));
+    EXPECT_EQ(Hex("02 00 05 00 00 06 00 00 FF FF FF FF D4 01"), Leaf(0, 14));
+    EXPECT_EQ(Hex("01 00 90 01 02 00 90 01 03 00 90 01 04 00 90 01 05 00 90 01"), Leaf(24, 20));
+    EXPECT_EQ(Hex("02 00 03 00 00 08 00 00 00 04 00 00 14 01"), Leaf(0, 14, 1536));
+    EXPECT_EQ(Hex("06 00 90 01 07 00 00 00 08 00 00 00"), Leaf(24, 12, 1536));
+    EXPECT_EQ(full('B') + full('A'), Leaf(312, 200, 1536));
+    EXPECT_EQ(Hex("02 00 03 00 FF FF FF FF 00 06 00 00 14 01"), Leaf(0, 14, 2048));
+    EXPECT_EQ(Hex("09 00 90 01 0A 00 00 00 0B 00 00 00"), Leaf(24, 12, 2048));
+    EXPECT_EQ(full('E') + full('D'), Leaf(312, 200, 2048));
+    // The fifth entry of the old leaf would reach beyond its page as a whole one,
+    // so no root comes about.
+    EXPECT_EQ(Hex("00 04 00 00 00 00 00 00 00 0C 00 00"), ReadFile("a.idx", 0, 12));
+    EXPECT_EQ(Fill(512), Leaf(0, 512, 2560));
 }
 
 TEST_F(IdxCompact, ARootOverMoreEntriesThanItsTableHasIsNotMade) {

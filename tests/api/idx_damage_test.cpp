@@ -118,10 +118,17 @@ TEST_F(IdxDamage, AnEndBetweenPagesGivesNoPage) {
     Bytes before = ReadFile("a.idx");
     PatchFile("a.idx", 8, Hex("01 04 00 00"));
     EXPECT_EQ(ZB_ErrSeek, Add(2));
-    EXPECT_EQ(before.size(), FileSize("a.idx"));
+    // The file has grown by then; no page was written.
+    EXPECT_EQ(Hex("01 06 00 00"), ReadFile("a.idx", 8, 4));
+    EXPECT_EQ(before.substr(512) + Fill(513), ReadFile("a.idx").substr(512));
+}
+
+TEST_F(IdxDamage, AnEndThatHasNoRoomForAPageGivesNone) {
+    Create(100, 'C', 4);
     PatchFile("a.idx", 8, Hex("00 FE FF 7F"));
+    Bytes before = ReadFile("a.idx");
     EXPECT_EQ(ZB_ErrSeek, Add(2));
-    EXPECT_EQ(before.size(), FileSize("a.idx"));
+    EXPECT_EQ(before, ReadFile("a.idx"));
 }
 
 TEST_F(IdxDamage, ALeftSiblingOutsideTheFileEndsTheSplit) {

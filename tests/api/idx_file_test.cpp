@@ -216,6 +216,15 @@ TEST_F(IdxOpen, ACompactExpressionStandsWhereTheHeaderSays) {
     EXPECT_STREQ("ME", expression);
 }
 
+TEST_F(IdxOpen, AnExpressionOfNoBytesMayStandAnywhere) {
+    ASSERT_EQ(0, Create('C' | ZB_IdxCompact, 5));
+    PatchFile("a.idx", 506, Hex("00 FF 00 00 00 00"));
+    ASSERT_EQ(0, Open());
+    char expression[300];
+    EXPECT_EQ(0, ZBDIEXPR(index, expression));
+    EXPECT_STREQ("", expression);
+}
+
 TEST_F(IdxOpen, SqueezesAndFoldsTheExpression) {
     ASSERT_EQ(0, Create('C', 5));
     PatchFile("a.idx", 16, "na m e");
@@ -294,6 +303,20 @@ TEST_F(IdxInfo, ALongExpressionIsCutWithoutATerminator) {
     ZbIdxInfo info = Info();
     EXPECT_EQ(120, info.expressionLength);
     EXPECT_EQ(std::string(100, 'Y'), std::string(info.expression, 100));
+}
+
+TEST_F(IdxInfo, TheKeyTypeIsAQuestionMarkUntilItIsTold) {
+    for (uint16_t form : {0, int{ZB_IdxCompact}}) {
+        ASSERT_EQ(0, Create(static_cast<uint16_t>('D' | form), 0));
+        ASSERT_EQ(0, Open());
+        EXPECT_EQ('?', Info().keyType);
+        ASSERT_EQ(0, ZBDIKTYPE(index, 'd'));
+        EXPECT_EQ('D', Info().keyType);
+        ASSERT_EQ(0, ZBDICLOSE(index));
+        ASSERT_EQ(0, Open());
+        EXPECT_EQ('?', Info().keyType);
+        ASSERT_EQ(0, ZBDICLOSE(index));
+    }
 }
 
 TEST_F(IdxInfo, ABadTypeIsRefusedAndKept) {

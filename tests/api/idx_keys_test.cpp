@@ -83,6 +83,12 @@ TEST_F(IdxKeys, DatesAreEncodedDayNumbers) {
     EXPECT_EQ(ZB_ErrBadOption, ZBDIKDATE(out, "20010228", 99));
 }
 
+TEST_F(IdxKeys, ADateWithMonth13IsRefused) {
+    char out[9] = "unharmed";
+    EXPECT_EQ(ZB_ErrBadDate, ZBDIKDATE(out, "20001301", 4));
+    EXPECT_STREQ("unharmed", out);
+}
+
 TEST_F(IdxKeys, ANumberClearsAWarning) {
     Create('C', 2);
     EXPECT_EQ(ZB_KeyEmpty, ZBDIKTOP(index, key, &record));

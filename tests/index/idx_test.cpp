@@ -1,6 +1,9 @@
 // IDX indexes from within: what reaches the platform, and failures beneath.
 #include "index/idx/idx.h"
 
+#include <map>
+#include <set>
+
 #include "index/build.h"
 #include "support/fake_platform.h"
 #include "support/idx.h"
@@ -154,6 +157,35 @@ TEST_F(IdxUnit, EveryFailureBeneathAChangeComesBack) {
     }
 }
 
+// Finding the position again works on the position itself, and passes through
+// entries that are not it.
+TEST_F(IdxUnit, AFailureOnTheWayLeavesThePosition) {
+    Create(100, 0);
+    Bytes same(100, 'M');
+    for (uint32_t i = 1; i <= 30; i++) ASSERT_EQ(0, ZBDIKADD(index, same.data(), i));
+    int failures = 0;
+    for (auto step : {ZBDIKCUR, ZBDIKNEXT, ZBDIKPREV}) {
+        for (int nth = 1;; nth++) {
+            char key[128];
+            memcpy(key, same.data(), 100);
+            uint32_t record = 25;
+            ASSERT_EQ(0, ZBDIKFIND(index, key, &record, 2));
+            FakePlatform fake;
+            fake.Fail(Call::Read, nth, 5);
+            int32_t code = step(index, key, &record);
+            if (!fake.HasFailed()) break;
+            EXPECT_EQ(ZB_ErrRead, code);
+            fake.Reset();
+            ZBESCODE(0);
+            EXPECT_EQ(0, ZBDIKCUR(index, key, &record)) << nth;
+            EXPECT_EQ(25u, record) << nth;
+            failures++;
+            ASSERT_LT(nth, 100);
+        }
+    }
+    EXPECT_GT(failures, 20);
+}
+
 TEST_F(IdxUnit, TheReaderOfPagesTellsDamage) {
     Create(100, 9);
     EXPECT_EQ(0u, pages::SurveyIdx("a.idx").faults.size());
@@ -214,6 +246,7 @@ class IdxBuildUnit : public LibraryTest {
 
 TEST_F(IdxBuildUnit, EveryFailureBeneathABuildLeavesNothingBehind) {
     int failures = 0;
+    std::set<Call> kinds;
     for (int nth = 1; nth < 200; nth++) {
         // A close that fails keeps its file, so each round has its own.
         std::string name = std::to_string(nth) + ".idx";
@@ -239,8 +272,34 @@ TEST_F(IdxBuildUnit, EveryFailureBeneathABuildLeavesNothingBehind) {
             break;
         }
         failures += code < 0;
+        // Of the index, the data file and the work file alike.
+        const std::map<Call, int> codes = {
+            {Call::Write, ZB_ErrWrite}, {Call::Read, ZB_ErrRead}, {Call::Allocate, ZB_ErrMemory}};
+        if (auto expected = codes.find(which); code < 0 && expected != codes.end()) {
+            EXPECT_EQ(expected->second, code) << nth;
+        }
+        kinds.insert(which);
     }
     EXPECT_GT(failures, 8);
+    for (Call kind : {Call::Write, Call::Read, Call::Open, Call::Allocate}) EXPECT_TRUE(kinds.count(kind));
+}
+
+TEST_F(IdxBuildUnit, WithoutASortBufferThereIsNoBuild) {
+    FakePlatform fake;
+    // The read-ahead buffer of the data file comes first.
+    for (int nth = 1;; nth++) {
+        ASSERT_LT(nth, 20);
+        fake.Reset();
+        fake.Fail(Call::Allocate, nth, 8, FakePlatform::Forever);
+        char expression[] = "NAME";
+        EXPECT_EQ(ZB_ErrMemory, ZBDIINDEX(data, "a.idx", 'C', expression, 5)) << nth;
+        bool sorting = fake.Count(Call::Allocate) > 50;  // one after the other, each smaller
+        fake.Reset();
+        ZBESCODE(0);
+        EXPECT_FALSE(FileExists("a.idx"));
+        EXPECT_FALSE(FileExists("stacks.tmp"));
+        if (sorting) break;
+    }
 }
 
 TEST_F(IdxBuildUnit, WithoutAWorkFileThereIsNoBuild) {

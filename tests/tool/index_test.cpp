@@ -1,6 +1,7 @@
 // zb index, zb find and zb eval: indexes of all formats made, shown, searched and
 // checked.
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <random>
@@ -123,6 +124,68 @@ TEST_P(IndexTool, DatesShowAsDates) {
               "#  KEY  *  NAME\n3       *  Smyth\n");
     EXPECT_EQ(Zb({"find", file, "1985-12-30", "--data", "people.dbf"}).status, 3);
     EXPECT_EQ(Zb({"index", "check", "people.dbf", file}).status, 0);
+}
+
+// Without the blank date of the others.
+Bytes Dated() {
+    return Table(kPeople, {" Smith 19700101   1.50", " Adams 19851231 -20.00", "*Jones 19960229   -.25"});
+}
+
+TEST_P(IndexTool, InfoTellsWhatTheFileIs) {
+    WriteFile("people.dbf", Dated());
+    Create("LEFT( name, 3 )+DTOS(BORN)");
+    Json info = Json::parse(Zb({"index", "info", file, "--json"}).out);
+    EXPECT_EQ(info["file"], file);
+    EXPECT_EQ(info["expression"], "LEFT(NAME,3)+DTOS(BORN)");
+    EXPECT_EQ(info["type"], "text");
+    EXPECT_EQ(info["keyLength"], 11);
+    EXPECT_EQ(info["unique"], false);
+    EXPECT_EQ(info["keys"], 3);
+    EXPECT_EQ(info["levels"], 1);
+    EXPECT_EQ(Entries({file}), "2 \"Ada19851231\"\n3 \"Jon19960229\"\n1 \"Smi19700101\"\n");
+    EXPECT_EQ(Zb({"index", "check", "people.dbf", file}).status, 0);
+}
+
+TEST_P(IndexTool, ARecordThatGivesNoKeyIsNamedWithTheReason) {
+    Result blank = Zb(With({"index", "create", "people.dbf", file, "--on", "NAME+DTOS(BORN)"}));
+    EXPECT_EQ(blank.status, 1);
+    EXPECT_EQ(blank.err,
+              "zb: people.dbf: ErrBadDate (-15): an invalid date; in 'NAME+DTOS(BORN)' on record 3, whose "
+              "BORN is blank\n");
+    EXPECT_EQ(Names(), std::vector<std::string>{"people.dbf"});
+    // The first record shows already what an expression gives.
+    WriteFile("people.dbf", Table(kPeople, {" Smith 20231301   1.50"}));
+    Result first = Zb(With({"index", "create", "people.dbf", file, "--on", "DTOS(born)+NAME"}));
+    EXPECT_EQ(first.status, 1);
+    EXPECT_NE(first.err.find("in 'DTOS(born)+NAME' on record 1, whose BORN is '20231301'\n"),
+              std::string::npos)
+        << first.err;
+}
+
+TEST_P(IndexTool, AnInvalidDateInAPlainFieldIsNamed) {
+    if (Is("ntx")) return;  // its keys are the field's characters
+    WriteFile("people.dbf", Table(kPeople, {" Smith 20230101   1.50", " Smith 20230230   1.50"}));
+    Result result = Zb(With({"index", "create", "people.dbf", file, "--on", "BORN"}));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("ErrBadDate (-15): an invalid date; in 'BORN' on record 2, whose BORN is "
+                              "'20230230'\n"),
+              std::string::npos)
+        << result.err;
+    EXPECT_EQ(Names(), std::vector<std::string>{"people.dbf"});
+}
+
+TEST_P(IndexTool, CheckNamesRecordsThatGiveNoKeyAndComparesTheOthers) {
+    WriteFile("people.dbf", Dated());
+    Create("NAME+DTOS(BORN)");
+    ASSERT_EQ(Zb({"set", "people.dbf", "2", "BORN="}).status, 0);
+    ASSERT_EQ(Zb({"set", "people.dbf", "3", "NAME=James"}).status, 0);
+    Json check = CheckOf("people.dbf", file, 4);
+    if (Is("mdx")) check = check["tags"][0];
+    ASSERT_EQ(check["faults"].size(), 2u) << check;
+    EXPECT_EQ(check["faults"][0],
+              "no key can be made: people.dbf: ErrBadDate (-15): an invalid date; in 'NAME+DTOS(BORN)' on "
+              "record 2, whose BORN is blank");
+    EXPECT_NE(check["faults"][1].dump().find("record 3 has the key 'Jones 19960229'"), std::string::npos);
 }
 
 TEST_P(IndexTool, FindTakesBeginningsPatternsAndWholeKeys) {
@@ -428,6 +491,43 @@ TEST_F(Tool, AStandardIdxIndexHasItsLastSeparators) {
     EXPECT_NE(notes.find("what a build leaves at the right edge"), std::string::npos) << notes;
 }
 
+TEST_F(Tool, PackedKeysAreShownFoundAndCompared) {
+    WriteFile("people.dbf", People());
+    ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.idx", "--on", "NAME", "--compact"}).status, 0);
+    EXPECT_EQ(Json::parse(Zb({"index", "info", "x.idx", "--json"}).out)["format"], "IDX, compact");
+    EXPECT_EQ(Entries({"x.idx"}), "2 \"Adams\"\n4 \"Jones\"\n1 \"Smith\"\n5 \"Smith\"\n3 \"Smyth\"\n");
+    EXPECT_EQ(Zb({"find", "x.idx", "Smi"}).out, "#  KEY\n1  Smith\n5  Smith\n");
+    EXPECT_EQ(CheckOf("people.dbf", "x.idx", 0)["clean"], true);
+    ASSERT_EQ(Zb({"set", "people.dbf", "1", "NAME=Zoe"}).status, 0);
+    EXPECT_EQ(CheckOf("people.dbf", "x.idx", 4)["faults"].size(), 1u);
+    ASSERT_EQ(Zb({"index", "create", "people.dbf", "n.idx", "--on", "AMOUNT", "--compact"}).status, 0);
+    EXPECT_EQ(Entries({"n.idx", "--type", "N"}), "2 -20\n4 -0.25\n5 0\n1 1.5\n3 1000\n");
+    EXPECT_EQ(CheckOf("people.dbf", "n.idx", 0)["clean"], true);
+}
+
+TEST_F(Tool, ABlankDateIsOneInTheFormThatABuildGivesIt) {
+    WriteFile("people.dbf", People());
+    ASSERT_EQ(Zb({"index", "create", "people.dbf", "c.idx", "--on", "BORN", "--compact"}).status, 0);
+    ASSERT_EQ(ZBDINIT(100, 4), 0);
+    uint16_t data = 0;
+    ASSERT_EQ(ZBDDOPENX(&data, "people.dbf", ZB_DialectClassic), 0);
+    std::string expression = "BORN";
+    ASSERT_EQ(ZBDIINDEX(static_cast<int16_t>(data), "s.idx", 'D', expression.data(), 0), 0);
+    ZBDTERM();
+    for (const char* index : {"c.idx", "s.idx"}) {
+        EXPECT_EQ(Entries({index, "--data", "people.dbf", "--limit", "2"}), "3 null\n1 \"1970-01-01\"\n");
+        EXPECT_EQ(Zb({"find", index, "", "--type", "D"}).out, "#  KEY\n3\n");
+        EXPECT_EQ(
+            CheckOf("people.dbf", index, 0)["notes"],
+            Json::array({"1 blank date stands in a form that a build gives them, and that no search for "
+                         "a blank date finds"}));
+    }
+    // One that was added has the other form.
+    ASSERT_EQ(Zb({"index", "create", "people.dbf", "a.idx", "--on", "BORN"}).status, 0);
+    EXPECT_EQ(Entries({"a.idx", "--type", "D", "--limit", "1"}), "3 null\n");
+    EXPECT_EQ(CheckOf("people.dbf", "a.idx", 0)["notes"], Json::array());
+}
+
 TEST_F(Tool, ManyPackedKeysKeepTheirBytes) {
     WriteFile("people.dbf", Wide(300));
     ASSERT_EQ(Zb({"index", "create", "people.dbf", "x.idx", "--on", "KEY", "--compact"}).status, 0);
@@ -451,6 +551,70 @@ TEST_F(Tool, LogicalKeysAreForIdx) {
     EXPECT_EQ(Entries({"x.idx", "--data", "t.dbf"}), "2 \"F\"\n1 \"T\"\n3 \"T\"\n");
     EXPECT_EQ(CheckOf("t.dbf", "x.idx", 0)["clean"], true);
     EXPECT_EQ(Zb({"index", "create", "t.dbf", "x.ndx", "--on", "OK"}).status, 1);
+}
+
+// What a build leaves open is put right: every key is found exactly, and the index
+// takes any adds and deletes.
+TEST_F(Tool, ABuiltStandardIdxIndexIsSafe) {
+    struct Case {
+        int length, records;
+    };
+    for (Case one : {Case{100, 1}, Case{100, 5}, Case{100, 333}, Case{8, 41}, Case{8, 42}, Case{8, 2000}}) {
+        SCOPED_TRACE(std::to_string(one.length) + " " + std::to_string(one.records));
+        std::vector<std::string> rows;
+        std::vector<std::pair<std::string, uint32_t>> model;
+        for (int number = 0; number < one.records; ++number) {
+            std::string key = std::to_string(10000 + number * 7919 % one.records * 2).substr(1);
+            key.resize(static_cast<size_t>(one.length), ' ');
+            rows.push_back(" " + key);
+            model.push_back({key, static_cast<uint32_t>(number + 1)});
+        }
+        WriteFile("wide.dbf", Table({{"KEY", 'C', one.length}}, rows));
+        ASSERT_EQ(Zb({"index", "create", "wide.dbf", "x.idx", "--on", "KEY", "--force"}).status, 0);
+        ASSERT_EQ(CheckOf("wide.dbf", "x.idx", 0)["notes"], Json::array());
+
+        ASSERT_EQ(ZBDINIT(100, 4), 0);
+        uint16_t handle = 0;
+        ASSERT_EQ(ZBDIOPENX(&handle, "x.idx", 0), 0);
+        auto index = static_cast<int16_t>(handle);
+        ASSERT_EQ(ZBDIKTYPE(index, 'C'), 0);
+        char key[128];
+        auto foundExactly = [&](const std::string& wanted, uint32_t record) {
+            std::memcpy(key, wanted.data(), wanted.size());
+            uint32_t found = record;
+            return ZBDIKFIND(index, key, &found, 2) == 0 && found == record && key == wanted;
+        };
+        for (auto& entry : model) ASSERT_TRUE(foundExactly(entry.first, entry.second)) << entry.first;
+        // A program that bisects relies on no key over a page being too low.
+        std::mt19937 random(9);
+        uint32_t next = 100000;
+        for (int step = 0; step < 600; ++step) {
+            if (model.empty() || random() % 2) {
+                std::string added = std::to_string(10000 + random() % 9999).substr(1);
+                added.resize(static_cast<size_t>(one.length), ' ');
+                ASSERT_EQ(ZBDIKADD(index, added.data(), next), 0);
+                model.push_back({added, next++});
+            } else {
+                auto place = model.begin() + static_cast<ptrdiff_t>(random() % model.size());
+                ASSERT_EQ(ZBDIKDEL(index, place->first.data(), place->second), 0) << step;
+                model.erase(place);
+            }
+            if (step % 50 != 49) continue;
+            std::vector<std::pair<std::string, uint32_t>> found;
+            pages::Survey survey = pages::SurveyIdx("x.idx", [&](const pages::Entry& entry) {
+                found.push_back({entry.key, entry.record});
+            });
+            ASSERT_EQ(survey.faults, std::vector<std::string>()) << step;
+            for (const std::string& note : survey.notes)
+                ASSERT_EQ(note.find("is lower than"), std::string::npos) << note;
+            std::sort(found.begin(), found.end());
+            auto expected = model;
+            std::sort(expected.begin(), expected.end());
+            ASSERT_EQ(found, expected) << step;
+        }
+        for (auto& entry : model) ASSERT_TRUE(foundExactly(entry.first, entry.second)) << entry.first;
+        ZBDTERM();
+    }
 }
 
 TEST_F(Tool, TagsComeTogetherAndOneByOneAndGo) {

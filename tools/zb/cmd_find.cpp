@@ -24,11 +24,13 @@ struct Options {
 // pattern standing for any.
 struct Wanted {
     std::string bytes;
+    std::string otherForm;  // another key of the same value
     bool pattern = false;
 
     std::string Beginning() const { return pattern ? bytes.substr(0, bytes.find('?')) : bytes; }
 
     bool Fits(const std::string& key) const {
+        if (!otherForm.empty() && key == otherForm) return true;
         if (key.size() < bytes.size()) return false;
         for (size_t index = 0; index < bytes.size(); ++index)
             if (key[index] != bytes[index] && !(pattern && bytes[index] == '?')) return false;
@@ -56,6 +58,7 @@ Wanted MakeWanted(IndexSearch& search, const Options& options) {
                 throw Failure(Exit::usage, "'" + options.key + "' is no date (YYYY-MM-DD), as the keys of " +
                                                search.title() + " are");
             wanted.bytes = search.index().Date(digits);
+            if (options.key.empty()) wanted.otherForm = search.format().builtBlankDate;
             return wanted;
         }
         default: break;
@@ -97,6 +100,7 @@ void Run(const Options& options) {
         for (const pages::Entry& entry : pages.entries()) show(entry);
     } else {
         Search(search.index(), wanted.Beginning(), show);
+        if (!wanted.otherForm.empty()) Search(search.index(), wanted.otherForm, show);
     }
     list.Finish();
     if (found == 0 && options.limit > 0)

@@ -2,13 +2,53 @@
 
 #include <strings.h>
 
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 
-#include "failure.h"
-
 namespace tool {
+namespace {
+
+// Whether an expression speaks of a field.
+bool Mentions(std::string_view expression, std::string_view name) {
+    auto isName = [](char c) { return isalnum(static_cast<unsigned char>(c)) || c == '_'; };
+    for (size_t at = 0; at + name.size() <= expression.size(); ++at) {
+        size_t end = at + name.size();
+        if (strncasecmp(expression.data() + at, name.data(), name.size()) == 0 &&
+            (at == 0 || !isName(expression[at - 1])) &&
+            (end == expression.size() || !isName(expression[end])))
+            return true;
+    }
+    return false;
+}
+
+// "record 3, whose BORN is blank"
+std::string DescribeRecord(const Data& data, const std::string& expression) {
+    uint32_t number = 0;
+    ZBDDRNUM(data.id(), &number);
+    ZBESCODE(0);
+    std::string text = number == 0 ? "a blank record" : "record " + std::to_string(number);
+    const char* join = ", whose ";
+    for (const Field& field : data.fields()) {
+        if (field.type != 'D' || !Mentions(expression, field.name)) continue;
+        std::string_view raw = data.Raw(field);
+        std::string digits;
+        if (IsDate(raw, digits)) continue;
+        text += join + field.name + " is ";
+        if (raw.find_first_not_of(' ') == std::string_view::npos) {
+            text += "blank";
+        } else {
+            text += "'";
+            AppendPrintable(raw, text);
+            text += "'";
+        }
+        join = " and ";
+    }
+    return text;
+}
+
+}  // namespace
 
 bool IsBlankDate(const Data& data, const std::string& expression) {
     const std::vector<Field>& fields = data.fields();
@@ -26,12 +66,18 @@ Result Evaluate(const Data& data, const std::string& expression) {
     if (IsBlankDate(data, expression)) return {'D', std::string(8, ' ')};
     std::string text = expression;  // the library takes blanks out of it
     ZbEvalResult value = {};
-    Check(ZBDXEVAL(data.id(), text.data(), &value), data.path(), "in '" + expression + "'");
+    if (int code = ZBDXEVAL(data.id(), text.data(), &value); code < 0)
+        throw EvaluationFailure(code, data, expression);
     Result result;
     result.type = static_cast<char>(value.type);
     result.bytes.assign(static_cast<const char*>(value.value), static_cast<size_t>(value.length));
     ZBMFREE(value.value);
     return result;
+}
+
+Failure EvaluationFailure(int code, const Data& data, const std::string& expression) {
+    ZBESCODE(0);
+    return CodeFailure(code, data.path(), "in '" + expression + "' on " + DescribeRecord(data, expression));
 }
 
 Result TryExpression(Data& data, const std::string& expression) {

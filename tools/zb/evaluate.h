@@ -4,6 +4,7 @@
 #include <string>
 
 #include "data.h"
+#include "failure.h"
 #include "text.h"
 #include "value.h"
 
@@ -24,7 +25,11 @@ Result Evaluate(const Data& data, const std::string& expression);
 // that are filled stand behind it.
 bool IsBlankDate(const Data& data, const std::string& expression);
 
-// The same on the first record, or on a blank one of a table without records:
+// What becomes of a code that an expression ended with: a failure that names the
+// record in the buffer and, where they may be why, its blank and invalid dates.
+Failure EvaluationFailure(int code, const Data& data, const std::string& expression);
+
+// The same as Evaluate on the first record, or on a blank one of a table without records:
 // what the expression gives, in type and length.
 Result TryExpression(Data& data, const std::string& expression);
 

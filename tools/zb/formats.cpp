@@ -203,6 +203,10 @@ namespace idx {
 
 constexpr int kNumberLength = 8;
 
+// A build counts the days up to a blank date as to one without year, month and
+// day: 1721045.
+constexpr std::string_view kBuiltBlankDate("\xC1\x3A\x42\xD5\0\0\0\0", kNumberLength);
+
 // The file tells no type. Numbers and dates have 8 bytes, some of which no text has.
 pages::Survey Survey(const std::string& path, const std::string&, char type, const pages::EntrySink& sink) {
     if (type != 0) {
@@ -282,7 +286,8 @@ bool ReadNumber(std::string_view key, std::string& text) {
 
 bool ReadDate(std::string_view key, std::string& text) {
     text.clear();
-    return key.size() == kNumberLength && (Value(key) == 0 || DayText(Value(key), true, text));
+    if (key.size() != kNumberLength) return false;
+    return Value(key) == 0 || key == kBuiltBlankDate || DayText(Value(key), true, text);
 }
 
 }  // namespace idx
@@ -435,7 +440,8 @@ constexpr IndexFormat kFormats[] = {
      Number<ZBDNKNUM>,
      ZBDNKDATE,
      ndx::ReadNumber,
-     ndx::ReadDate},
+     ndx::ReadDate,
+     {}},
     {"NTX",
      ".ntx",
      "CND",
@@ -459,7 +465,8 @@ constexpr IndexFormat kFormats[] = {
      Keys<ZBDCKNUM>::Do,
      ZBDCKDATE,
      ntx::ReadNumber,
-     ntx::ReadDate},
+     ntx::ReadDate,
+     {}},
     {"IDX",
      ".idx",
      "CNDL",
@@ -484,7 +491,8 @@ constexpr IndexFormat kFormats[] = {
      Number<ZBDIKNUM>,
      ZBDIKDATE,
      idx::ReadNumber,
-     idx::ReadDate},
+     idx::ReadDate,
+     idx::kBuiltBlankDate},
     {"MDX",
      ".mdx",
      "CND",
@@ -508,7 +516,8 @@ constexpr IndexFormat kFormats[] = {
      Number<ZBDMKNUM>,
      ZBDMKDATE,
      mdx::ReadNumber,
-     mdx::ReadDate},
+     mdx::ReadDate,
+     {}},
 };
 
 }  // namespace

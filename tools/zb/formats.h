@@ -78,6 +78,10 @@ struct IndexFormat {
     // for a blank one. False when the bytes are none.
     bool (*readNumber)(std::string_view key, std::string& text);
     bool (*readDate)(std::string_view key, std::string& text);
+
+    // The key that a build gives a blank date, where it isn't the one that `date`
+    // makes.
+    std::string_view builtBlankDate;
 };
 
 // The format that the file's extension stands for. Throws a usage failure when

@@ -188,7 +188,8 @@ std::string Index::Make(const Data& data) {
     }
     if (keyType == 'D' && IsBlankDate(data, about.expression)) return Date(std::string(8, ' '));
     void* made = nullptr;
-    Check(form.make(data.id(), handles.keys, &made), name);
+    if (int code = form.make(data.id(), handles.keys, &made); code < 0)
+        throw EvaluationFailure(code, data, about.expression);
     auto bytes = static_cast<const char*>(made);
     std::string key(bytes, keyType == 'C' ? strnlen(bytes, length()) : length());
     ZBMFREE(made);

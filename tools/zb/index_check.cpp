@@ -46,6 +46,7 @@ class IndexCheck {
     std::vector<std::string> sorted;  // all keys of a unique index
     uint64_t leftOut = 0;
     uint64_t otherForms = 0;
+    uint64_t withoutValue = 0;
 };
 
 IndexCheck::IndexCheck(IndexPages& indexPages) : index(indexPages), faults(indexPages.survey().faults) {
@@ -61,11 +62,15 @@ std::string IndexCheck::Quoted(const std::string& key) const {
     return text + "'";
 }
 
-// Where a number has more than one form, keys of one value are the same.
+// Where a value has more than one form, its keys are the same.
 std::string IndexCheck::Comparable(const std::string& key) const {
-    if (!index.format().numberByValue || index.type() != 'N') return key;
+    const IndexFormat& format = index.format();
     std::string digits;
-    return index.format().readNumber(key, digits) ? digits : key;
+    if (index.type() == 'N' && format.numberByValue) return format.readNumber(key, digits) ? digits : key;
+    if (index.type() == 'D' && !format.builtBlankDate.empty() && format.readDate(key, digits) &&
+        digits.empty())
+        return digits;
+    return key;
 }
 
 // Keys whose record number no record has.
@@ -89,7 +94,17 @@ void IndexCheck::LookForEqualKeys() {
 
 void IndexCheck::CompareRecord(Index& calls, uint32_t record, Places::const_iterator first,
                                Places::const_iterator end) {
-    std::string made = calls.Make(*index.data());
+    std::string made;
+    try {
+        made = calls.Make(*index.data());
+    } catch (const Failure& failure) {
+        constexpr uint64_t kMostTold = 20;
+        if (++withoutValue <= kMostTold)
+            faults.push_back(std::string("no key can be made: ") + failure.what());
+        else if (withoutValue == kMostTold + 1)
+            faults.push_back("no keys can be made of more records");
+        return;
+    }
     std::string comparable = Comparable(made);
     std::string name = "record " + std::to_string(record);
     if (first == end) {
@@ -140,7 +155,10 @@ void IndexCheck::CompareWithRecords() {
     if (leftOut > 0)
         notes.push_back(Count(leftOut, "record") + (leftOut == 1 ? " has" : " have") +
                         " no key, since another record has the same in this unique index");
-    if (otherForms > 0)
+    if (otherForms > 0 && index.type() == 'D')
+        notes.push_back(Count(otherForms, "blank date") + (otherForms == 1 ? " stands" : " stand") +
+                        " in a form that a build gives them, and that no search for a blank date finds");
+    else if (otherForms > 0)
         notes.push_back(Count(otherForms, "number") + (otherForms == 1 ? " stands" : " stand") +
                         " in a form that a build gives negative ones, and that doesn't sort by size");
 }

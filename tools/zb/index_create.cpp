@@ -135,6 +135,24 @@ void Grow(const IndexFormat& format, const std::string& path, const NewIndex& wa
     index.Close();
 }
 
+// A build doesn't tell which record gave no key.
+void FillAtOnce(const IndexFormat& format, const std::string& path, const NewIndex& wanted, Data& data,
+                const std::string& title) {
+    int code = format.build(data.id(), path, wanted, wanted.expression);
+    if (code >= 0) return;
+    ZBESCODE(0);
+    bool lookForRecord = code == ZB_ErrBadDate || code == ZB_ErrExpression;
+    for (uint32_t record = 1; lookForRecord && record <= data.count(); ++record) {
+        data.Read(record);
+        Result result = Evaluate(data, wanted.expression);
+        std::string digits;
+        bool blank = result.bytes.find_first_not_of(' ') == std::string::npos;
+        if (result.type == 'D' && !blank && !IsDate(result.bytes, digits))
+            throw EvaluationFailure(code, data, wanted.expression);
+    }
+    throw CodeFailure(code, title);
+}
+
 // Whether a build gives the keys that single adds do: those of MDX and IDX files
 // stumble over blank dates, and those of IDX files write no logical keys.
 bool BuildMakesKeys(const IndexFormat& format, const NewIndex& wanted) {
@@ -202,7 +220,7 @@ void Run(const Options& options) {
         if (grown || !BuildMakesKeys(format, wanted))
             Grow(format, place.path(), wanted, data);
         else
-            Check(format.build(data.id(), place.path(), wanted, wanted.expression), title);
+            FillAtOnce(format, place.path(), wanted, data, title);
         Inspect(format, place.path(), wanted, data.count(), grown, title);
         if (options.forReading) Say(title + ": for reading and adds; deletes can damage it");
     }

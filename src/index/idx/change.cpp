@@ -100,32 +100,41 @@ Code InsertPacked(IdxFile& index, const IdxPage& page, Entering& pending) {
 
     // Everything is held against the page before the first byte changes. Where
     // the bytes to move end behind the page, the new keys must cover the place
-    // of those that aren't there; in a sound leaf they do.
+    // of those that aren't there; in a sound leaf they do. Where entries repeat
+    // themselves the keys can come to stand over the page's header: over all but
+    // the width of the packed entries, without which there are none.
     int bottom = page.keysBottom();
     int end = std::min(bottom + growth, IdxPageSize);
     int stored = shared.storedCount + following.storedCount;
-    bool covered = bottom + growth == end || (keyCursor - stored <= end - growth && bottom <= keyCursor);
-    if (growth < 0 || !covered || !InPage(bottom - growth, bottom) ||
-        !InPage(keyCursor - stored, keyCursor) || !InPage(page.packedAt(0), page.packedAt(count + 1)))
+    int keysBegin = keyCursor - stored;
+    bool covered = bottom + growth == end || (keysBegin <= end - growth && bottom <= keyCursor);
+    bool moves = growth == 0 || (growth > 0 && covered && InPage(bottom - growth, bottom));
+    bool overWidth = keysBegin <= IdxEntryBytesAt && keyCursor > IdxEntryBytesAt;
+    bool writes = stored == 0 || (!overWidth && InPage(keysBegin, keyCursor));
+    if (!moves || !writes || !InPage(page.packedAt(0), page.packedAt(count + 1)))
         return Fail("Ikinsert", ErrStructure);
 
     // Only as many bytes move as are gained, whatever lies above them.
-    memmove(page.data + bottom - growth, page.data + bottom, static_cast<size_t>(end - bottom));
+    if (growth > 0)
+        memmove(page.data + bottom - growth, page.data + bottom, static_cast<size_t>(end - bottom));
     // The packed entries move up byte by byte from the first: one that moves by
     // its own length repeats itself over all behind it.
     int at = page.packedAt(slot);
     for (int i = at; i < page.packedAt(count); i++) page.data[i + entryBytes] = page.data[i];
 
-    keyCursor -= shared.storedCount;
-    memcpy(page.data + keyCursor, pending.key + shared.dupCount, static_cast<size_t>(shared.storedCount));
+    auto writeKey = [&](const uint8_t* key, const IdxShared& part) {
+        keyCursor -= part.storedCount;
+        if (part.storedCount > 0)
+            memcpy(page.data + keyCursor, key + part.dupCount, static_cast<size_t>(part.storedCount));
+    };
+    writeKey(pending.key, shared);
     IdxStorePacked(page.data + at, Ikpack(page, shared, pending.record), entryBytes);
     if (follows) {
-        keyCursor -= following.storedCount;
-        memcpy(page.data + keyCursor, fill, static_cast<size_t>(following.storedCount));
+        writeKey(fill, following);
         IdxStorePacked(page.data + at + entryBytes, Ikpack(page, following, reader.record), entryBytes);
     }
     page.setFreeSpace(page.freeSpace() - entryBytes - growth);
-    page.setCount(count + 1);
+    page.setCount(page.count() + 1);
     return Inserted(index, page, slot, pending) < 0 ? Pass("Ikinsert") : CurrentCode();
 }
 

@@ -67,8 +67,7 @@ Code Iknewpage(IdxFile& index, IdxPage* view) {
     bool reused = index.hasFreePage();
     uint32_t page = index.freeHead;
     if (!reused) {
-        if (index.fileLength % IdxPageSize || index.fileLength > INT32_MAX - IdxPageSize)
-            return Fail("Iknewpage", ErrSeek);
+        if (index.fileLength > INT32_MAX - IdxPageSize) return Fail("Iknewpage", ErrSeek);
         page = static_cast<uint32_t>(index.fileLength);
         index.fileLength += IdxPageSize;
         index.fileEnd = static_cast<uint32_t>(index.fileLength);
@@ -119,7 +118,7 @@ namespace {
 Code ReadExpression(IdxFile& index, int64_t position, uint16_t stored, uint32_t length) {
     auto wanted = static_cast<int16_t>(std::min<int>(stored, IdxMaxExpression));
     if (Hseek(index.handle, position) < 0) return Pass("Iopen");
-    if (stored > INT16_MAX || position + stored > length) return Fail("Iopen", ErrRead);
+    if (stored > INT16_MAX || (stored > wanted && position + stored > length)) return Fail("Iopen", ErrRead);
     if (Hread(index.handle, index.expression, wanted) < 0) return Pass("Iopen");
     if (strlen(index.expression) >= IdxMaxExpression) return Fail("Iopen", ErrExpression);
     SqueezeBlanks(index.expression);

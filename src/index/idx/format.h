@@ -78,6 +78,7 @@ namespace zb {
 
 inline constexpr int IdxPageSize = 512;        // on disk
 inline constexpr int IdxEntriesAt = 12;        // on disk
+inline constexpr int IdxEntryBytesAt = 23;     // on disk
 inline constexpr int IdxPackedAt = 24;         // on disk
 inline constexpr int IdxEmptyLeafSpace = 488;  // on disk: a packed leaf behind its header
 inline constexpr int IdxMaxExpression = 220;
@@ -156,7 +157,7 @@ struct IdxPage {
     uint8_t trailMask() const { return data[19]; }
     int recordBits() const { return data[20]; }
     int dupBits() const { return data[21]; }
-    int entryBytes() const { return data[23]; }
+    int entryBytes() const { return data[IdxEntryBytesAt]; }
     int packedAt(int i) const { return IdxPackedAt + i * entryBytes(); }
     // Where the stored bytes of the last key begin, if the counts are right.
     int keysBottom() const { return packedAt(count()) + freeSpace(); }
