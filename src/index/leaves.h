@@ -152,17 +152,12 @@ class Leaves {
         }
     }
 
-    // Finds the position again, which moves to what is found. KeyEnd without one.
+    // Finds the position again. KeyEnd without one.
     static Code Current(Index& index, uint8_t* key, uint32_t* record) {
         Position& position = index.position;
         if (position.currentRecord == 0) return SetCode(KeyEnd);
-        KeyBuffer found;
-        memcpy(found, position.currentKey, sizeof found);
-        uint32_t foundRecord = position.currentRecord;
-        Code code = Find(index, found, &foundRecord, 2);
+        Code code = Find(index, position.currentKey, &position.currentRecord, 2);
         if (code < 0) return Pass(F::Units.current);
-        memcpy(position.currentKey, found, sizeof found);
-        position.currentRecord = foundRecord;
         if (code == KeyEmpty) return code;
         Page page;
         if (F::Get(index, position.top().page, &page) < 0) return Pass(F::Units.current);
