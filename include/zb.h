@@ -1618,10 +1618,10 @@ ZB_API int32_t ZB_CALL ZBDMKADD(int32_t tag, const void* key, uint32_t recordNo)
  * A page that gets short is joined with a neighbour or takes keys from it. Two
  * things can come of the latter, which the format's other programs share. Where
  * a leaf takes an odd half from the left, one key is afterwards hidden from exact
- * searches (ZB_KeyNear with that key) and can't be deleted; walks show it. Where
- * a leaf takes keys from the right, bytes that stood behind its keys can make it
- * be taken for a branch; calls that come there end with a code or other keys.
- * Building the tag again cures both. ZB_ErrReadOnly. */
+ * searches (ZB_KeyNear with that key) and can't be deleted until the tag is built
+ * anew. Where one takes keys from the right, bytes that stood behind its keys can
+ * make it be taken for a branch: calls that come there end with a code or other
+ * keys, and an erase gives back pages of others; make the file anew. ZB_ErrReadOnly. */
 ZB_API int32_t ZB_CALL ZBDMKDEL(int32_t tag, const void* key, uint32_t recordNo);
 
 /* Searches, and makes what it finds the position. Modes: 0 or 1 for the first key

@@ -623,6 +623,93 @@ TEST_F(Mdx, NewTagInTheRowOfAnAttachedOneLeavesItAlone) {
     EXPECT_EQ(ZBDMCLOSE(file), 0);
 }
 
+TEST_F(Mdx, HandlesOfOtherObjectsAreRefused) {
+    WriteFile("d.dbf", People({Anna}));
+    int16_t data;
+    ASSERT_EQ(OpenData(&data, 1), 0);
+    Make('C', 5);
+    ZbMdxInfo info;
+    uint32_t record = 0;
+    std::string key = Padded("A");
+    int32_t handle = 77;
+    auto bad = [](int32_t got) {
+        EXPECT_EQ(got, -13);
+        ZBESCODE(0);
+    };
+    std::swap(data, file);
+    bad(ZBDMINFO(file, &info));
+    bad(New("A", 'C', 5));
+    bad(ZBDMTERASE(file, "T"));
+    bad(Use("T", &handle));
+    EXPECT_EQ(handle, -1);
+    handle = 77;
+    bad(ZBDMTUSEX(&handle, static_cast<uint16_t>(file), 1));
+    EXPECT_EQ(handle, -1);
+    bad(ZBDMKTOP(1 << 16 | file, key.data(), &record));
+    bad(ZBDMCLOSE(file));
+    std::swap(data, file);
+    bad(ZBDDCLOSE(file));
+    bad(ZBDNKTOP(file, key.data(), &record));
+    EXPECT_EQ(Add("A", 1), 0);
+}
+
+// A failure found by the creation itself is one line in the log, one passed on is
+// a line of each.
+TEST_F(Mdx, CreationLogsEachLevelOnce) {
+    Make('C', 5);
+    auto logged = [&](int32_t code, const std::vector<LogEntry>& lines) {
+        EXPECT_EQ(ZBECODE(), code);
+        EXPECT_EQ(Log(), lines);
+        ZBESCODE(0);
+        StartLog();
+    };
+    StartLog();
+    New("", 'C', 5);
+    logged(-50, {{"Mtnew", -50}});
+    New("A", 'L', 5);
+    logged(-22, {{"Mtnew", -22}});
+    New("A", 'C', 0);
+    logged(-23, {{"Mtnew", -23}});
+    New("T", 'C', 5);
+    logged(-57, {{"Mterase", -57}, {"Mtnew", -57}});
+    ZBDMTERASE(file, "T");
+    logged(-57, {{"Mterase", -57}});
+    ZBDMTERASE(file, "A");
+    logged(-50, {{"Mterase", -50}});
+    int32_t handle;
+    Use("A", &handle);
+    logged(-50, {{"Mopen", -50}});
+    for (int i = 2; i <= 47; i++) ASSERT_EQ(New(("T" + std::to_string(i)).c_str(), 'C', 5), 0);
+    New("A", 'C', 5);
+    logged(-8, {{"Mtnew", -8}});
+}
+
+TEST_F(Mdx, ErasedTagLeavesAttachedOnesAtWork) {
+    MakeFile();
+    std::vector<int32_t> tags;
+    for (const char* name : {"A", "B", "C", "D"}) {
+        ASSERT_EQ(New(name, 'C', 100), 0);
+        ASSERT_EQ(Use(name, &tag), 0);
+        tags.push_back(tag);
+        for (int i = 0; i < 9; i++) ASSERT_EQ(Add(Long(i * 4 + tag / 65536), 1), 0);
+    }
+    tag = tags[1];
+    std::vector<int> before = Walked();
+    ASSERT_EQ(ZBDMTCLOSE(tags[1]), 0);
+    ASSERT_EQ(ZBDMTERASE(file, "B"), 0);
+    // D stands in the place of B now, attached as it was.
+    for (auto [handle, name] : {std::pair{tags[0], "A"}, {2 << 16 | int{file}, "D"}, {tags[2], "C"}}) {
+        tag = handle;
+        ZbMdxTagInfo info;
+        ASSERT_EQ(ZBDMTINFO(tag, &info), 0);
+        EXPECT_STREQ(info.name, name);
+        EXPECT_EQ(Walked().size(), 10u);
+        for (int i = 100; i < 120; i++) ASSERT_EQ(Add(Long(i), 1), 0);
+        EXPECT_EQ(Walked().size(), 30u);
+    }
+    EXPECT_EQ(Word(40), 0u);  // the pages of B were taken first
+}
+
 TEST_F(Mdx, UseByNumber) {
     MakeFile();
     ASSERT_EQ(New("A", 'C', 5), 0);
@@ -1353,6 +1440,186 @@ TEST_F(Mdx, RefreshReadsTheHeaderAgain) {
     EXPECT_EQ(Go(ZBDMKTOP).code, 2);
 }
 
+// Deletes in trees laid out by hand
+
+// A tree of three levels whose pages a test writes itself: the root, two branches
+// and their leaves.
+class MdxTree : public Mdx {
+  protected:
+    // Page by page from the root's on; the tag's header is at page 4. Numbers of
+    // keys are those of Long, records one more.
+    void Lay(int multiplier, const std::vector<Bytes>& pages) {
+        Make('C', 100, multiplier);
+        auto block = static_cast<size_t>(multiplier) * 512;
+        Bytes image = File().substr(0, 2048 + block);
+        for (const Bytes& page : pages) {
+            image += page;
+            image.resize((image.size() + block - 1) / block * block);
+        }
+        WriteFile("x.mdx", image);
+        PatchFile("x.mdx", 32, Le32(static_cast<int64_t>(image.size() / 512)));
+    }
+    static Bytes Leaf(std::initializer_list<int> numbers) {
+        Entries entries;
+        for (int number : numbers) entries.push_back({static_cast<uint32_t>(number) + 1, number});
+        return LongPage(entries, 0);
+    }
+    void ExpectKeys(std::vector<int> numbers) {
+        for (int number : numbers)
+            EXPECT_EQ(Find(Long(number), 2, static_cast<uint32_t>(number) + 1).code, 0) << number;
+        numbers.push_back(-3);
+        EXPECT_EQ(Walked(), numbers);
+    }
+};
+
+TEST_F(MdxTree, BranchTakesFromItsLeftNeighbour) {
+    Lay(1, {LongPage({{6, 50}}, 7), LongPage({{8, 10}, {9, 20}, {10, 30}, {11, 40}}, 12),
+            LongPage({{13, 60}, {14, 70}}, 15), Leaf({5, 10}), Leaf({15, 20}), Leaf({25, 30}), Leaf({35, 40}),
+            Leaf({45, 50}), Leaf({55, 60}), Leaf({65, 70}), Leaf({75, 80})});
+    ASSERT_EQ(DeleteLong(75), 0);
+    EXPECT_LONG_PAGE(14, Entries{{66, 65}, {71, 70}, {81, 80}}, 0);
+    EXPECT_LONG_PAGE(7, Entries{{12, 50}, {13, 60}}, 14);
+    EXPECT_LONG_PAGE(6, Entries{{8, 10}, {9, 20}, {10, 30}}, 11);
+    EXPECT_LONG_PAGE(5, Entries{{6, 40}}, 7);
+    EXPECT_EQ(ReadFile("x.mdx", 32, 12), Hex("10000000 0F000000 01000000"));
+    ExpectKeys({5, 10, 15, 20, 25, 30, 35, 40, 45, 50, 55, 60, 65, 70, 80});
+}
+
+TEST_F(MdxTree, BranchTakesFromItsRightNeighbour) {
+    Lay(1, {LongPage({{6, 30}}, 7), LongPage({{8, 10}, {9, 20}}, 10),
+            LongPage({{11, 40}, {12, 50}, {13, 60}, {14, 70}}, 15), Leaf({5, 10}), Leaf({15, 20}),
+            Leaf({25, 30}), Leaf({35, 40}), Leaf({45, 50}), Leaf({55, 60}), Leaf({65, 70}), Leaf({75, 80})});
+    ASSERT_EQ(DeleteLong(5), 0);
+    EXPECT_LONG_PAGE(8, Entries{{11, 10}, {16, 15}, {21, 20}}, 0);
+    EXPECT_LONG_PAGE(6, Entries{{8, 20}, {10, 30}}, 11);
+    EXPECT_LONG_PAGE(7, Entries{{12, 50}, {13, 60}, {14, 70}}, 15);
+    EXPECT_LONG_PAGE(5, Entries{{6, 40}}, 7);
+    EXPECT_EQ(ReadFile("x.mdx", 32, 12), Hex("10000000 09000000 01000000"));
+    ExpectKeys({10, 15, 20, 25, 30, 35, 40, 45, 50, 55, 60, 65, 70, 75, 80});
+}
+
+TEST_F(MdxTree, BranchesJoinFromTheRightAndTheRootGoes) {
+    Lay(1, {LongPage({{6, 30}}, 7), LongPage({{8, 10}, {9, 20}}, 10), LongPage({{11, 40}, {12, 50}}, 13),
+            Leaf({5, 10}), Leaf({15, 20}), Leaf({25, 30}), Leaf({35, 40}), Leaf({45, 50}), Leaf({55, 60})});
+    ASSERT_EQ(DeleteLong(55), 0);
+    EXPECT_LONG_PAGE(12, Entries{{46, 45}, {51, 50}, {61, 60}}, 0);
+    EXPECT_LONG_PAGE(6, Entries{{8, 10}, {9, 20}, {10, 30}, {11, 40}}, 12);
+    EXPECT_EQ(Word(2048), 6u);
+    // The leaf was freed first, then the branch, then the root.
+    EXPECT_EQ(ReadFile("x.mdx", 32, 12), Hex("0E000000 05000000 03000000"));
+    EXPECT_EQ(Word(5 * 512 + 4), 7u);
+    EXPECT_EQ(Word(7 * 512 + 4), 13u);
+    EXPECT_EQ(Word(13 * 512 + 4), 0u);
+    ExpectKeys({5, 10, 15, 20, 25, 30, 35, 40, 45, 50, 60});
+}
+
+TEST_F(MdxTree, BranchesJoinFromTheLeftAndTheRootGoes) {
+    Lay(1, {LongPage({{6, 30}}, 7), LongPage({{8, 10}, {9, 20}}, 10), LongPage({{11, 40}, {12, 50}}, 13),
+            Leaf({5, 10}), Leaf({15, 20}), Leaf({25, 30}), Leaf({35, 40}), Leaf({45, 50}), Leaf({55, 60})});
+    ASSERT_EQ(DeleteLong(5), 0);
+    EXPECT_LONG_PAGE(8, Entries{{11, 10}, {16, 15}, {21, 20}}, 0);
+    EXPECT_LONG_PAGE(6, Entries{{8, 20}, {10, 30}, {11, 40}, {12, 50}}, 13);
+    EXPECT_EQ(Word(2048), 6u);
+    EXPECT_EQ(ReadFile("x.mdx", 32, 12), Hex("0E000000 05000000 03000000"));
+    EXPECT_EQ(Word(5 * 512 + 4), 7u);
+    EXPECT_EQ(Word(7 * 512 + 4), 9u);
+    ExpectKeys({10, 15, 20, 25, 30, 35, 40, 45, 50, 55, 60});
+}
+
+// Blocks of two units, nine keys a page: several children move at once. Leaf i is
+// page 12 + 2i and holds 10i + 1 to 10i + 4.
+class WideMdxTree : public MdxTree {
+  protected:
+    static uint32_t LeafPage(int i) { return static_cast<uint32_t>(12 + 2 * i); }
+    static int Highest(int i) { return 10 * i + 4; }
+    // A branch over the leaves from one to another.
+    static Bytes Branch(int first, int last) {
+        Entries entries;
+        for (int i = first; i < last; i++) entries.push_back({LeafPage(i), Highest(i)});
+        return LongPage(entries, LeafPage(last));
+    }
+    // The branches over the leaves before a border and behind it.
+    void LayWide(int border) {
+        std::vector<Bytes> pages{LongPage({{8, Highest(border - 1)}}, 10), Branch(0, border - 1),
+                                 Branch(border, 14)};
+        for (int i = 0; i < 15; i++) pages.push_back(Leaf({10 * i + 1, 10 * i + 2, 10 * i + 3, 10 * i + 4}));
+        Lay(2, pages);
+    }
+    static std::vector<int> AllBut(int gone) {
+        std::vector<int> numbers;
+        for (int i = 0; i < 15; i++)
+            for (int k = 1; k <= 4; k++)
+                if (10 * i + k != gone) numbers.push_back(10 * i + k);
+        return numbers;
+    }
+};
+
+TEST_F(WideMdxTree, BranchTakesThreeFromItsLeftNeighbour) {
+    LayWide(10);
+    ASSERT_EQ(DeleteLong(141), 0);
+    EXPECT_LONG_PAGE(10,
+                     Entries{{LeafPage(7), 74},
+                             {LeafPage(8), 84},
+                             {LeafPage(9), 94},
+                             {LeafPage(10), 104},
+                             {LeafPage(11), 114},
+                             {LeafPage(12), 124}},
+                     LeafPage(13));
+    Bytes left = Branch(0, 6);
+    EXPECT_EQ(Page(8, left.size()), left);
+    EXPECT_LONG_PAGE(6, Entries{{8, 64}}, 10);
+    ExpectKeys(AllBut(141));
+}
+
+TEST_F(WideMdxTree, BranchTakesThreeFromItsRightNeighbour) {
+    LayWide(5);
+    ASSERT_EQ(DeleteLong(1), 0);
+    EXPECT_LONG_PAGE(8,
+                     Entries{{LeafPage(0), 14},
+                             {LeafPage(2), 24},
+                             {LeafPage(3), 34},
+                             {LeafPage(4), 44},
+                             {LeafPage(5), 54},
+                             {LeafPage(6), 64}},
+                     LeafPage(7));
+    Bytes right = Branch(8, 14);
+    EXPECT_EQ(Page(10, right.size()), right);
+    EXPECT_LONG_PAGE(6, Entries{{8, 74}}, 10);
+    ExpectKeys(AllBut(1));
+}
+
+// A leaf's highest key that ends two levels up: the separators between stay.
+TEST_F(MdxTree, LastKeyOfABranchsLastLeafCorrectsTheSeparatorAboveTheBranch) {
+    Lay(1,
+        {LongPage({{6, 30}}, 7), LongPage({{8, 10}, {9, 20}}, 10), LongPage({{11, 40}, {12, 50}}, 13),
+         Leaf({5, 10}), Leaf({15, 20}), Leaf({25, 28, 30}), Leaf({35, 40}), Leaf({45, 50}), Leaf({55, 60})});
+    ASSERT_EQ(DeleteLong(30), 0);
+    EXPECT_LONG_PAGE(10, Entries{{26, 25}, {29, 28}}, 0);
+    EXPECT_LONG_PAGE(6, Entries{{8, 10}, {9, 20}}, 10);
+    EXPECT_LONG_PAGE(5, Entries{{6, 28}}, 7);
+    // The highest key of all has no separator.
+    ASSERT_EQ(Add(Long(58), 59), 0);
+    Bytes above = Page(5);
+    ASSERT_EQ(DeleteLong(60), 0);
+    EXPECT_LONG_PAGE(13, Entries{{56, 55}, {59, 58}}, 0);
+    EXPECT_EQ(Page(5), above);
+}
+
+// A search that fails leaves the position alone, also where it had come by other
+// keys before.
+TEST_F(MdxTree, FailedSearchLeavesThePosition) {
+    // The separators are higher than the keys: the search for 40 passes three leaves.
+    Lay(1, {LongPage({{6, 50}, {7, 50}}, 8), Leaf({1, 2}), Leaf({10, 11}), Leaf({40, 41})});
+    ASSERT_EQ(Find(Long(40), 0), (Found{0, Long(40), 41}));
+    PatchFile("x.mdx", 5 * 512 + 8 + 2 * 104, Le32(99));
+    for (Walk walk : {ZBDMKCUR, ZBDMKNEXT, ZBDMKPREV}) {
+        EXPECT_EQ(Go(walk).code, -4);
+        ZBESCODE(0);
+    }
+    PatchFile("x.mdx", 5 * 512 + 8 + 2 * 104, Le32(8));
+    EXPECT_EQ(Go(ZBDMKCUR), (Found{0, Long(40), 41}));
+}
+
 // Making keys
 
 TEST_F(Mdx, KeysAreMadeFromRecords) {
@@ -1740,6 +2007,90 @@ TEST_F(MdxDamage, FreeListsOutsideTheFileAreRefused) {
     PatchFile("x.mdx", 32, Hex("07000000 06000000"));
     ASSERT_EQ(Open("x.mdx", &file), 0);
     EXPECT_EQ(New("U", 'C', 5), -6);
+}
+
+// The head of the list has no name. Where it bears one, replacing a tag of that
+// name replaces the tag.
+TEST_F(MdxDamage, HeadOfTheListMayBearAName) {
+    MakeFile();
+    ASSERT_EQ(New("A", 'C', 5), 0);
+    ASSERT_EQ(ZBDMCLOSE(file), 0);
+    PatchFile("x.mdx", 512 + 4, "A");
+    ASSERT_EQ(Open("x.mdx", &file), 0);
+    EXPECT_EQ(New("A", 'N', 0), 0);
+    EXPECT_EQ(ReadFile("x.mdx", 28, 2), Hex("0100"));
+    EXPECT_EQ(ReadFile("x.mdx", 512 + 32 + 4, 17), "A" + Fill(10) + Hex("0000 00 00 02 4E"));
+    EXPECT_EQ(Use("A", &tag), 0);
+    EXPECT_EQ(tag, 1 << 16 | file);
+    EXPECT_EQ(Add(Number(1), 1), 0);
+    ASSERT_EQ(ZBDMCLOSE(file), 0);
+    // Without such a tag there is nothing to erase.
+    PatchFile("x.mdx", 512 + 4, "B");
+    ASSERT_EQ(Open("x.mdx", &file), 0);
+    EXPECT_EQ(New("B", 'N', 0), -50);
+}
+
+// The key buffers of numbers and dates have 12 and 8 bytes, whatever a header says.
+TEST_F(MdxDamage, NumbersAndDatesOfOtherLengthsAreRefused) {
+    MakeFile();
+    ASSERT_EQ(New("N", 'N', 0), 0);
+    ASSERT_EQ(New("D", 'D', 0), 0);
+    PatchFile("x.mdx", 2048 + 12, Hex("0B00"));
+    EXPECT_EQ(Use("N", &tag), -23);
+    ZBESCODE(0);
+    PatchFile("x.mdx", 2048 + 12, Hex("6400 0400 0000 6800"));
+    EXPECT_EQ(Use("N", &tag), -23);
+    ZBESCODE(0);
+    PatchFile("x.mdx", 6 * 512 + 12, Hex("0700"));
+    EXPECT_EQ(Use("D", &tag), -23);
+    EXPECT_EQ(tag, -1);
+}
+
+// Twelve levels, each page of which has the one below for all its five children,
+// under a header that claims a large file: five to the eleventh ways down. No call
+// goes them all.
+TEST_F(MdxDamage, TreesOfFewPagesAndManyWaysEnd) {
+    Make('C', 100);
+    ASSERT_EQ(ZBDMCLOSE(file), 0);
+    Bytes image = File().substr(0, 5 * 512);
+    for (uint32_t page = 6; page < 18; page++) {
+        image += LongPage({{page, 800}, {page, 800}, {page, 800}, {page, 800}}, page);
+        image.resize((image.size() + 511) / 512 * 512);
+    }
+    image += LongPage({{1, 1}, {2, 2}, {3, 3}, {4, 4}}, 0);
+    image.resize((image.size() + 511) / 512 * 512);
+    WriteFile("x.mdx", image);
+    PatchFile("x.mdx", 32, Hex("FFFFFF00"));
+    ASSERT_EQ(Open("x.mdx", &file), 7);
+    ASSERT_EQ(Use("T", &tag), 0);
+    EXPECT_EQ(Find(Long(500), 0).code, -6);
+    ZBESCODE(0);
+    EXPECT_EQ(Add(Long(500), 1), -6);
+    ZBESCODE(0);
+    EXPECT_EQ(DeleteLong(500), -6);
+    ZBESCODE(0);
+    ASSERT_EQ(ZBDMTCLOSE(tag), 0);
+    EXPECT_EQ(ZBDMTERASE(file, "T"), -6);
+}
+
+// A build keeps pages by their numbers; a free list may name any.
+TEST_F(MdxBuild, FreeListOfABuildMayLeadAnywhere) {
+    std::vector<Bytes> records;
+    for (int i = 0; i < 9; i++) records.push_back(" K" + std::to_string(1000 + i) + "  1.00        ");
+    for (const char* link : {"F0FFFFFF", "FEFFFFFF", "F0FF7F00", "FFFF3F00", "03000000"}) {
+        MakeData(records);
+        ASSERT_EQ(New("A", 'C', 100), 0);
+        ASSERT_EQ(ZBDMTERASE(file, "A"), 0);  // page 5 is free, then 4, and then:
+        PatchFile("x.mdx", 4 * 512 + 4, Hex(link));
+        ASSERT_EQ(ZBDMCLOSE(file), 0);
+        PatchFile("x.mdx", 32, Hex("FFFFFFFF"));
+        ASSERT_EQ(Open("x.mdx", &file), 7);
+        int32_t code = Index("T", 'C', 100, "NAME");
+        EXPECT_TRUE(code == -4 || code == -2) << link << ' ' << code;
+        ZBESCODE(0);
+        ASSERT_EQ(ZBDMCLOSE(file), 0);
+        ASSERT_EQ(ZBDDCLOSE(data), 0);
+    }
 }
 
 }  // namespace

@@ -677,6 +677,60 @@ TEST_F(Tool, TheFreeListOfAnMdxFileIsChecked) {
     EXPECT_EQ(check["tags"][0]["clean"], true);
 }
 
+// A leaf that reads as a branch would lead an erase to the pages of another tag.
+TEST_F(Tool, TagsWhoseLeavesReadAsBranchesGoWithoutHarmToOthers) {
+    std::vector<std::string> records;
+    for (int number = 0; number < 40; ++number) {
+        std::string name = "K" + std::to_string(100 + number);
+        records.push_back(" " + name + std::string(90 - name.size(), ' '));
+    }
+    WriteFile("t.dbf", Table({{"NAME", 'C', 90}}, records));
+    const std::vector<std::string> create{"index", "create", "t.dbf", "x.mdx", "--tag", "A", "--on", "NAME"};
+    std::vector<std::string> both = create;
+    both.insert(both.end(), {"--tag", "B", "--on", "NAME"});
+    ASSERT_EQ(Zb(both).status, 0);
+    Bytes file = ReadFile("x.mdx");
+    auto word = [&](size_t at) {
+        return static_cast<unsigned char>(file[at]) | static_cast<unsigned char>(file[at + 1]) << 8;
+    };
+    // The first leaf of A gets the root of B for its trailing pointer.
+    size_t rootOfA = static_cast<size_t>(word(static_cast<size_t>(word(512 + 32)) * 512)) * 512;
+    size_t leaf = static_cast<size_t>(word(rootOfA + 8)) * 512;
+    int rootOfB = word(static_cast<size_t>(word(512 + 64)) * 512);
+    file[leaf + 8 + static_cast<size_t>(word(leaf)) * 96] = static_cast<char>(rootOfB);
+    WriteFile("x.mdx", file);
+    Json check = CheckOf("t.dbf", "x.mdx", 0);
+    ASSERT_EQ(check["tags"][0]["notes"].size(), 2u);
+    EXPECT_NE(check["tags"][0]["notes"][0].get<std::string>().find("reads as a branch"), std::string::npos);
+    EXPECT_NE(check["tags"][0]["notes"][1].get<std::string>().find("the format's own"), std::string::npos);
+
+    std::vector<std::string> again = create;
+    again.push_back("--force");
+    ASSERT_EQ(Zb(again).status, 0);
+    check = CheckOf("t.dbf", "x.mdx", 0);
+    EXPECT_EQ(check["tags"][0]["notes"].size(), 0u);
+    EXPECT_EQ(check["tags"][1]["keys"], 40);
+
+    WriteFile("x.mdx", file);
+    ASSERT_EQ(Zb({"index", "erase", "x.mdx", "--tag", "a"}).status, 0);
+    check = CheckOf("t.dbf", "x.mdx", 0);
+    ASSERT_EQ(check["tags"].size(), 1u);
+    EXPECT_EQ(check["tags"][0]["keys"], 40);
+}
+
+TEST_F(Tool, TagsAreNamedOnceAndMdxFilesLookedAt) {
+    WriteFile("people.dbf", People());
+    Result twice = Zb({"index", "create", "people.dbf", "x.mdx", "--tag", "name", "--on", "NAME", "--tag",
+                       "NAME", "--on", "BORN", "--force"});
+    EXPECT_EQ(twice.status, 2);
+    EXPECT_NE(twice.err.find("--tag NAME is given twice"), std::string::npos) << twice.err;
+    WriteFile("y.mdx", "no index");
+    Result other = Zb({"index", "create", "people.dbf", "y.mdx", "--tag", "A", "--on", "NAME"});
+    EXPECT_EQ(other.status, 4);
+    EXPECT_NE(other.err.find("y.mdx: no MDX index"), std::string::npos) << other.err;
+    EXPECT_EQ(ReadFile("y.mdx"), "no index");
+}
+
 // ---- eval ----
 
 TEST_F(Tool, EvalShowsWhatAnExpressionComesTo) {

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "evaluate.h"
 #include "failure.h"
@@ -372,7 +373,21 @@ int32_t Build(int16_t data, const std::string& path, const NewIndex& wanted, std
     });
 }
 
+void ClearLeftovers(const std::string& path, const std::string& tag) {
+    for (const pages::TagSurvey& one : pages::SurveyMdx(path).tags) {
+        if (strcasecmp(one.name.c_str(), tag.c_str()) != 0 || one.leftovers.empty()) continue;
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        for (size_t place : one.leftovers) {
+            file.seekp(static_cast<std::streamoff>(place));
+            file.write("\0\0\0\0", 4);
+        }
+        file.close();
+        if (!file) throw Failure(Exit::other, path + ": can't be written");
+    }
+}
+
 int32_t Erase(const std::string& path, const std::string& tag) {
+    ClearLeftovers(path, tag);
     return InFile(path, [&](int16_t file) { return ZBDMTERASE(file, tag.c_str()); });
 }
 
@@ -535,6 +550,10 @@ const IndexFormat& FormatOf(const std::string& path) {
 }
 
 int32_t EraseTag(const std::string& path, const std::string& tag) { return mdx::Erase(path, tag); }
+
+std::vector<std::string> FaultsOfAllTags(const std::string& path) {
+    return pages::SurveyMdx(path, {}, CompareText).AllFaults();
+}
 
 uint32_t HighestPackedRecord(int keyLength) {
     int bits = std::bit_width(static_cast<unsigned>(keyLength));

@@ -88,8 +88,14 @@ struct IndexFormat {
 // it stands for none.
 const IndexFormat& FormatOf(const std::string& path);
 
-// Removes a tag, in the one format that has them.
+// Removes a tag, in the one format that has them. Leaves of it that read as
+// branches, which deletes can leave, are put right first: the erase would follow
+// them into the pages of other tags.
 int32_t EraseTag(const std::string& path, const std::string& tag);
+
+// What is wrong in a file of that format, all its tags taken together. Throws
+// where it is no such file.
+std::vector<std::string> FaultsOfAllTags(const std::string& path);
 
 // The highest record number that a packed key of this length can carry.
 uint32_t HighestPackedRecord(int keyLength);

@@ -44,6 +44,10 @@ std::vector<NewIndex> ReadOptions(const Options& options, const IndexFormat& for
         Refuse(options.index + ": one --on and no --tag: only MDX files hold several indexes");
     if (format.tags != nullptr && options.tags.size() != count)
         Refuse(options.index + ": give a --tag NAME for each --on EXPRESSION");
+    for (size_t number = 0; number < options.tags.size(); ++number)
+        for (size_t other = 0; other < number; ++other)
+            if (strcasecmp(options.tags[number].c_str(), options.tags[other].c_str()) == 0)
+                Refuse(options.index + ": --tag " + options.tags[number] + " is given twice");
     if (count > 1 && (!options.type.empty() || options.length != 0))
         Refuse("--type and --length are for one index at a time");
     if (options.decimals >= 0 && !Is(format, "NTX")) Refuse("--decimals is for NTX files");
@@ -189,6 +193,15 @@ void Inspect(const IndexFormat& format, const std::string& path, const NewIndex&
             (repeated == 1 ? " has" : " have") + " the key of another; all are in it");
 }
 
+// Whether the file that tags are added to is sound so far.
+bool IsSound(const std::string& path) {
+    try {
+        return FaultsOfAllTags(path).empty();
+    } catch (const pages::NotAnIndex& error) {
+        throw Failure(Exit::damaged, path + ": no MDX index; " + error.what());
+    }
+}
+
 bool HasTag(const IndexFormat& format, const std::string& path, const std::string& tag) {
     for (const std::string& name : format.tags(path))
         if (strcasecmp(name.c_str(), tag.c_str()) == 0) return true;
@@ -205,6 +218,7 @@ void Run(const Options& options) {
     for (NewIndex& wanted : all) Complete(wanted, format, data);
     bool exists = Exists(options.index);
     if (format.tags == nullptr) MayReplace(options.index, options.force);
+    bool wasSound = format.tags != nullptr && (!exists || IsSound(options.index));
     if (exists) RefuseOpenIndex(format, options.index);
     BuildPlace place(options.index);
     if (exists && format.tags != nullptr) place.CopyTarget();
@@ -224,6 +238,12 @@ void Run(const Options& options) {
         Inspect(format, place.path(), wanted, data.count(), grown, title);
         if (options.forReading) Say(title + ": for reading and adds; deletes can damage it");
     }
+    if (wasSound) {
+        std::vector<std::string> faults = FaultsOfAllTags(place.path());
+        if (!faults.empty())
+            throw Failure(Exit::other,
+                          options.index + ": the new file isn't right and was thrown away: " + faults[0]);
+    }
     place.Commit();
 }
 
@@ -239,16 +259,15 @@ void Erase(const EraseOptions& options) {
     if (options.tag.empty()) Refuse("--tag NAME is needed");
     std::string tag = FindTag(format, path, options.tag);
     RefuseOpenIndex(format, path);
-    bool wasClean = pages::SurveyMdx(path).AllFaults().empty();
+    bool wasSound = IsSound(path);
     BuildPlace place(path);
     place.CopyTarget();
     Check(EraseTag(place.path(), tag), path + " " + tag);
-    // A tag that deletes have left odd can take pages of others with it.
-    std::vector<std::string> faults = pages::SurveyMdx(place.path()).AllFaults();
-    if (wasClean && !faults.empty())
-        throw Failure(Exit::damaged, path + " " + tag +
-                                         ": erasing it would damage the file, which is left as it was: " +
-                                         faults[0] + " (zb index create --force makes the tag anew)");
+    std::vector<std::string> faults = FaultsOfAllTags(place.path());
+    if (wasSound && !faults.empty())
+        throw Failure(
+            Exit::damaged,
+            path + " " + tag + ": erasing it would damage the file, which is left as it was: " + faults[0]);
     place.Commit();
     Say(path + ": erased the tag " + tag);
 }

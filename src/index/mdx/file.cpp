@@ -68,6 +68,12 @@ bool MdxGrow(MdxFile& file, uint32_t* page) {
     return true;
 }
 
+uint32_t MdxPagesThere(const MdxFile& file) {
+    uint32_t length = 0;
+    Hlen(file.handle, &length);
+    return std::min(file.nextPage(), length / MdxUnit);
+}
+
 Code MpgetRaw(MdxTag& tag, uint32_t page, MdxPage* view) {
     if (!tag.file->inFile(page)) return Fail("Mpget", ErrSeek);
     view->number = page;

@@ -24,6 +24,7 @@ Code Mpput(MdxTag& tag, const MdxPage& page);              // writes and forgets
 Code Mpnew(MdxTag& tag, MdxPage* view);                    // a page for use, its first 8 bytes zero
 Code Mpfree(MdxTag& tag, uint32_t page);
 void Mpforget(MdxTag& tag);
+uint32_t MdxPagesThere(const MdxFile& file);  // more than any tree has, whatever the header says
 Code MdxWriteHeader(MdxFile& file, int offset, int length);  // a stretch of the header's copy
 bool MdxGrow(MdxFile& file, uint32_t* page);                 // a block at nextPage, which moves on
 Code MdxWriteRoot(MdxTag& tag);

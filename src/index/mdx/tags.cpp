@@ -3,6 +3,7 @@
 
 #include "core/ascii.h"
 #include "file/operations.h"
+#include "index/mdx/decimal.h"
 #include "index/mdx/mdx.h"
 
 namespace zb {
@@ -52,7 +53,7 @@ Code ShapeOf(uint32_t typeWord, int32_t keyLength, KeyShape* shape) {
             *shape = {'C', keyLength, false};
             return CurrentCode();
         case 'D': *shape = {'D', 8, true}; return CurrentCode();
-        case 'N': *shape = {'N', 12, false}; return CurrentCode();
+        case 'N': *shape = {'N', DecimalSize, false}; return CurrentCode();
         default: return Fail("Mtnew", ErrKeyType);
     }
 }
@@ -88,11 +89,11 @@ Code EraseTag(MdxFile& file, const char* name);
 // which the new tag then takes: the last one is found where it was before.
 Code CreateTag(MdxFile& file, const char* name, uint32_t typeWord, const char* expression,
                int32_t keyLength) {
-    int number = FindTag(file, name, 0);
-    if (number < 0)
-        number = file.tagCount() + 1;
-    else if (EraseTag(file, name) < 0)
-        return CurrentCode();
+    int number = file.tagCount() + 1;
+    if (FindTag(file, name, 0) >= 0) {
+        number = FindTag(file, name, 1);
+        if (EraseTag(file, name) < 0) return Pass("Mtnew");
+    }
     if (number > MdxMaxTags) return Fail("Mtnew", ErrNoSlot);
     KeyShape shape;
     if (ShapeOf(typeWord, keyLength, &shape) < 0) return CurrentCode();
@@ -112,9 +113,9 @@ Code CreateTag(MdxFile& file, const char* name, uint32_t typeWord, const char* e
     StoreLe16(image + 14, static_cast<uint16_t>((file.blockBytes() - 12) / entryLength));
     StoreLe16(image + 16, shape.date);
     StoreLe16(image + 18, static_cast<uint16_t>(entryLength));
-    if (WriteBlock(file, headerPage, image) < 0) return CurrentCode();
+    if (WriteBlock(file, headerPage, image) < 0) return Pass("Mtnew");
     memset(image, 0, MdxUnit);
-    if (WriteBlock(file, rootPage, image) < 0) return CurrentCode();
+    if (WriteBlock(file, rootPage, image) < 0) return Pass("Mtnew");
 
     MdxTag& tag = file.tags[number];
     tag = {};
@@ -126,8 +127,7 @@ Code CreateTag(MdxFile& file, const char* name, uint32_t typeWord, const char* e
     file.setTagCount(file.tagCount() + 1);
     memset(file.table + number * MdxRowSize, 0, MdxRowSize);
     for (int i = 0; i <= file.tagCount(); i++) file.table[i * MdxRowSize + 19] = 2;
-    if (WriteTable(file) < 0) return CurrentCode();
-    return MdxWriteHeader(file, 28, 16);
+    return WriteTable(file) < 0 || MdxWriteHeader(file, 28, 16) < 0 ? Pass("Mtnew") : CurrentCode();
 }
 
 // Erase
@@ -139,6 +139,7 @@ class TreeEraser {
 
     Code Run(uint32_t headerPage) {
         uint8_t tagHeader[20];
+        pages = MdxPagesThere(file);
         if (Hseek(file.handle, int64_t{headerPage} * MdxUnit) < 0 ||
             Hread(file.handle, tagHeader, sizeof tagHeader) < 0)
             return CurrentCode();
@@ -153,13 +154,14 @@ class TreeEraser {
     MdxFile& file;
     Block<uint8_t> work{};
     int entryLength = 0;
+    uint32_t pages = 0;
     uint32_t freed = 0;
 
     MdxPage View(uint32_t page) const { return {work.data, entryLength, page}; }
 
     Code FreeBlock(uint32_t page) {
         if (!file.inFile(page)) return Fail("Mterase", ErrSeek);
-        if (++freed > file.nextPage()) return Fail("Mterase", ErrStructure);
+        if (++freed > pages) return Fail("Mterase", ErrStructure);
         View(page).setFreeLink(file.freeHead());
         file.setFreeHead(page);
         file.setFreeCount(file.freeCount() + 1);
@@ -226,6 +228,9 @@ Code CheckTagHeader(const MdxFile& file, const MdxTag& tag, const uint8_t* heade
     if (tag.tagFlags & MdxUnknownFlags) return Fail("Mopen", ErrMdxTagFlags);
     if (header[9] != 'C' && header[9] != 'D' && header[9] != 'N') return Fail("Mopen", ErrKeyType);
     if (tag.dateMark != 0 && tag.dateMark != 1) return Fail("Mopen", ErrKeyType);
+    // The callers' buffers for numbers and dates have one size.
+    if ((tag.keyType == 'N' && length != DecimalSize) || (tag.keyType == 'D' && length != 8))
+        return Fail("Mopen", ErrKeyLength);
     return CurrentCode();
 }
 
@@ -296,7 +301,7 @@ int32_t ZB_CALL ZBDMTNEW(int16_t handle, const char* tagName, uint32_t typeWord,
     if (SqueezeBlanks(expression) > MdxMaxExpression) return Fail("Mtnew", ErrExpression);
     MdxFile* file = Mslock(handle);
     if (!file) return Pass("Mtnew");
-    return CreateTag(*file, tagName, typeWord, expression, keyLength) < 0 ? Pass("Mtnew") : CurrentCode();
+    return CreateTag(*file, tagName, typeWord, expression, keyLength);
 }
 
 int32_t ZB_CALL ZBDMTERASE(int16_t handle, const char* tagName) {

@@ -110,5 +110,32 @@ TEST(Decimal, OnlyTheSignCountsOfTheSecondByte) {
     EXPECT_LT(compare("35 85 20", "35 85 10"), 0);
 }
 
+// Over all sizes that fit, against a packing digit by digit of what the C library
+// prints.
+TEST(Decimal, DoublesOfAllSizesPackAsTheyPrint) {
+    std::mt19937_64 random(2);
+    for (int i = 0; i < 20000; i++) {
+        double value = std::ldexp(static_cast<double>(random() >> 11), static_cast<int>(random() % 90) - 77);
+        if (random() % 2) value = -value;
+        if (std::fabs(value) >= 1e20) continue;
+        char text[64];
+        snprintf(text, sizeof text, "%lf", value);
+        std::string digits = text;
+        bool negative = digits[0] == '-';
+        if (negative) digits.erase(0, 1);
+        size_t point = digits.find('.');
+        digits.erase(point, 1);
+        int place = static_cast<int>(point);
+        while (!digits.empty() && digits[0] == '0') {
+            digits.erase(0, 1);
+            place--;
+        }
+        digits.resize(20, '0');
+        std::string hex = negative ? "85" : "05";
+        Bytes expected = Bytes(1, static_cast<char>(0x34 + place)) + Hex(hex + digits);
+        ASSERT_EQ(PackedNumber(value), expected) << text;
+    }
+}
+
 }  // namespace
 }  // namespace test

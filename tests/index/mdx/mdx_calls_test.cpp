@@ -1,6 +1,8 @@
 // What MDX files ask of the platform, and what becomes of them when it fails.
 #include <cstring>
 
+#include "index/mdx/kept.h"
+#include "pages/pages.h"
 #include "support/dbf.h"
 #include "support/environment.h"
 #include "support/fake_platform.h"
@@ -182,6 +184,106 @@ TEST_F(MdxCalls, EachCallOfABuildMayFail) {
             if (!failed) break;
         }
         EXPECT_TRUE(codes > 0 || kind == Call::SetEnd);
+    }
+}
+
+// A creation takes its blocks in the header's copy in memory. Where it fails, the
+// next reading of the header gives them back.
+TEST_F(MdxCalls, CreationThatFailsLeavesTheHeaderAsItWas) {
+    MakeFile();
+    ASSERT_EQ(New("T", 5), 0);
+    int32_t tag;
+    ASSERT_EQ(Use("T", &tag), 0);
+    Bytes before = ReadFile("x.mdx", 0, 2048);
+    for (int nth : {1, 2}) {  // the new tag's header, its root
+        FakePlatform fake;
+        fake.Fail(Call::Write, nth, DiskFull);
+        EXPECT_EQ(New("U", 5), -1);
+        ZBESCODE(0);
+        EXPECT_EQ(ReadFile("x.mdx", 0, 2048), before);
+        ASSERT_EQ(ZBDMTHGET(tag), 0);
+    }
+    ASSERT_EQ(New("U", 5), 0);
+    EXPECT_EQ(ReadFile("x.mdx", 512 + 64, 4), Hex("06000000"));
+    EXPECT_EQ(ReadFile("x.mdx", 32, 12), Hex("08000000 00000000 00000000"));
+}
+
+// The lowered limit on what a build keeps in memory.
+class FewKept {
+  public:
+    explicit FewKept(int64_t bytes) : before(zb::MdxKept::mostBytes) { zb::MdxKept::mostBytes = bytes; }
+    ~FewKept() { zb::MdxKept::mostBytes = before; }
+
+  private:
+    int64_t before;
+};
+
+TEST_F(MdxCalls, BuildThatCantKeepAllGivesTheSameFile) {
+    MakeData(1500);
+    Bytes files[3];
+    const int64_t limits[] = {16 << 20, 3000, 0};
+    for (int i = 0; i < 3; i++) {
+        FewKept few(limits[i]);
+        MakeFile();
+        ASSERT_EQ(Index("A", 60), 0);
+        ASSERT_EQ(Index("B", 90), 0);
+        ASSERT_EQ(ZBDMTERASE(file, "A"), 0);
+        ASSERT_EQ(Index("C", 100), 0);  // from free pages
+        ASSERT_EQ(ZBDMCLOSE(file), 0);
+        files[i] = ReadFile("x.mdx");
+    }
+    EXPECT_TRUE(files[1] == files[0]);
+    EXPECT_TRUE(files[2] == files[0]);
+    EXPECT_EQ(pages::SurveyMdx("x.mdx").AllFaults(), std::vector<std::string>());
+}
+
+// Whatever write of a build fails, the erase that follows gives back no page that
+// isn't the tag's, and the header knows where the file ends. Pages that the build
+// had taken can be lost.
+TEST_F(MdxCalls, WritesThatFailInABuildHarmNoOtherTag) {
+    MakeData(150);
+    MakeFile();
+    ASSERT_EQ(Index("GONE", 90), 0);
+    ASSERT_EQ(Index("OLD", 60), 0);
+    ASSERT_EQ(ZBDMTERASE(file, "GONE"), 0);
+    ASSERT_EQ(ZBDMCLOSE(file), 0);
+    Bytes good = ReadFile("x.mdx");
+    for (int64_t limit : {int64_t{16 << 20}, int64_t{4000}}) {
+        FewKept few(limit);
+        constexpr int creating = 4;  // writes of the tag's creation, before the build
+        for (int nth = creating + 1;; nth++) {
+            WriteFile("x.mdx", good);
+            ASSERT_EQ(ZBDMOPENX(&file, "x.mdx", 0), 0);
+            bool failed, ofHeader = false;
+            {
+                FakePlatform fake;
+                fake.Fail(Call::Write, nth, DiskFull);
+                int32_t code = Index("T", 100);
+                failed = fake.HasFailed();
+                EXPECT_EQ(code, failed ? -1 : 0);
+                int write = 0;
+                for (const auto& call : fake.Trace())
+                    if (call.call == Call::Write && ++write == nth) ofHeader = call.count == 12;
+            }
+            ZBESCODE(0);
+            ASSERT_EQ(ZBDMCLOSE(file), 0);
+            int32_t opening = ZBDMOPENX(&file, "x.mdx", 0);
+            EXPECT_TRUE(opening == 0 || (opening == ZB_WarnFileSize && ofHeader)) << nth;
+            for (const std::string& fault : pages::SurveyMdx("x.mdx").AllFaults())
+                EXPECT_TRUE(fault.find("belongs to no tag") != std::string::npos ||
+                            (ofHeader && fault.find("the header ends") == 0))
+                    << nth << ' ' << fault;
+            // What comes next finds a sound file.
+            EXPECT_EQ(Index("NEXT", 80), 0) << nth;
+            pages::MdxSurvey survey = pages::SurveyMdx("x.mdx");
+            for (const std::string& fault : survey.AllFaults())
+                EXPECT_NE(fault.find("belongs to no tag"), std::string::npos) << nth << ' ' << fault;
+            EXPECT_EQ(survey.tags[0].tree.keys, 150u);
+            EXPECT_EQ(survey.tags.back().tree.keys, 150u);
+            ASSERT_EQ(ZBDMCLOSE(file), 0);
+            ASSERT_FALSE(HasFailure()) << nth;
+            if (!failed) break;
+        }
     }
 }
 

@@ -228,5 +228,103 @@ INSTANTIATE_TEST_SUITE_P(
                     Shape{1, 4, 400, {{'C', 100, 40, 6}, {'C', 50, 20, 20}}},
                     Shape{2, 5, 400, {{'C', 80, 60, 6}}}, Shape{1, 6, 500, {{'C', 100, 400, 1}}}));
 
+// Tags made, replaced, filled, attached and erased in any order: the table, the
+// pages of all tags and the free list stay sound, and each tag keeps its keys.
+class MdxTagsRandom : public LibraryTest, public testing::WithParamInterface<int> {
+  protected:
+    struct Tag {
+        std::string name;
+        std::set<unsigned> keys;
+        bool attached = false;
+    };
+    Environment today{"ZB_TODAY", "1999-12-31"};
+    int16_t file = -1;
+    std::vector<Tag> tags;
+
+    int32_t HandleOf(size_t place) const { return static_cast<int32_t>((place + 1) << 16) | file; }
+    static std::string KeyOf(unsigned number) { return "K" + std::to_string(1000 + number); }
+    // The place of a name, or that behind the last.
+    size_t PlaceOf(const std::string& name) const {
+        size_t place = 0;
+        while (place < tags.size() && tags[place].name != name) place++;
+        return place;
+    }
+    void Check() {
+        std::vector<std::vector<std::string>> keys(tags.size());
+        pages::MdxSurvey survey =
+            pages::SurveyMdx("x.mdx", [&](size_t tag, const pages::Entry& entry, const std::string*) {
+                keys.at(tag).push_back(entry.key.substr(0, 5));
+            });
+        ASSERT_EQ(survey.AllFaults(), std::vector<std::string>());
+        ASSERT_EQ(survey.tags.size(), tags.size());
+        for (size_t i = 0; i < tags.size(); i++) {
+            EXPECT_EQ(survey.tags[i].name, tags[i].name);
+            std::vector<std::string> expected;
+            for (unsigned key : tags[i].keys) expected.push_back(KeyOf(key));
+            EXPECT_EQ(keys[i], expected);
+        }
+    }
+};
+
+TEST_P(MdxTagsRandom, TableAndPagesStaySound) {
+    std::mt19937 random(static_cast<unsigned>(GetParam()));
+    ASSERT_EQ(ZBDMCREATE("x.mdx", GetParam()), 0);
+    ASSERT_EQ(ZBDMOPENX(&file, "x.mdx", 0), 0);
+    for (int step = 0; step < 300; step++) {
+        std::string name = "TAG" + std::to_string(random() % 12);
+        size_t place = PlaceOf(name);
+        bool known = place < tags.size();
+        unsigned action = random() % 100;
+        if (action < 15) {
+            char expression[] = "KEY";
+            int32_t code = ZBDMTNEW(file, name.c_str(), 'C', expression, 100);
+            ASSERT_EQ(code, known && tags[place].attached ? -57 : 0) << step;
+            if (!known) tags.push_back({name, {}});
+            if (code == 0) tags[place].keys.clear();
+        } else if (action < 25) {
+            int32_t code = ZBDMTERASE(file, name.c_str());
+            ASSERT_EQ(code, !known ? -50 : tags[place].attached ? -57 : 0) << step;
+            if (code == 0) {
+                tags[place] = tags.back();
+                tags.pop_back();
+            }
+        } else if (action < 40) {
+            int32_t handle;
+            ASSERT_EQ(ZBDMTUSE(&handle, static_cast<uint16_t>(file), name.c_str()), known ? 0 : -50);
+            if (known) {
+                ASSERT_EQ(handle, HandleOf(place));
+                tags[place].attached = true;
+            }
+        } else if (action < 50) {
+            if (!known) continue;
+            ASSERT_EQ(ZBDMTCLOSE(HandleOf(place)), tags[place].attached ? 0 : -58) << step;
+            tags[place].attached = false;
+        } else if (action < 52) {
+            ASSERT_EQ(ZBDMCLOSE(file), 0);
+            ASSERT_EQ(ZBDMOPENX(&file, "x.mdx", 0), 0);
+            for (Tag& tag : tags) tag.attached = false;
+        } else if (known && tags[place].attached) {
+            // From the front or behind the last, so that deletes leave nothing odd.
+            for (int i = 0; i < 8; i++) {
+                unsigned key = random() % 400;
+                std::set<unsigned>& keys = tags[place].keys;
+                if (action < 90) {
+                    if (!keys.insert(key).second) continue;
+                    ASSERT_EQ(ZBDMKADD(HandleOf(place), KeyOf(key).c_str(), key + 1), 0) << step;
+                } else if (!keys.empty()) {
+                    key = *keys.begin();
+                    ASSERT_EQ(ZBDMKDEL(HandleOf(place), KeyOf(key).c_str(), key + 1), 0) << step;
+                    keys.erase(key);
+                }
+            }
+        }
+        ZBESCODE(0);
+        Check();
+        ASSERT_FALSE(HasFailure()) << "step " << step;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Multipliers, MdxTagsRandom, testing::Values(1, 2, 4));
+
 }  // namespace
 }  // namespace test

@@ -160,9 +160,11 @@ class TreeSurvey {
         std::optional<std::string> hider;  // of the last entry
         for (const Stop& stop : level) {
             int count = Count(stop.page);
-            if (Trailing(stop.page))
+            if (Trailing(stop.page)) {
                 Note(Text("page %u is a leaf whose trailing pointer is a leftover: it reads as a branch",
                           stop.page));
+                tag.leftovers.push_back(EntryAt(stop.page, count));
+            }
             if (count == 0 && level.size() > 1) Note(Text("page %u is a leaf without keys", stop.page));
             int highest = 0;
             for (int i = 0; i < count; i++) {

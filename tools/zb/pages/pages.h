@@ -60,7 +60,9 @@ Survey SurveyIdx(const std::string& file, const EntrySink& sink = {}, char fill 
 struct TagSurvey {
     std::string name;
     char type = 0;  // C, D or N
-    Survey tree;    // its freePages stay 0: the tags share one free list
+    // Where in the file the trailing pointers stand that make leaves read as branches.
+    std::vector<size_t> leftovers;
+    Survey tree;  // its freePages stay 0: the tags share one free list
 };
 
 // What a survey of an MDX file found: each tag, and what belongs to none.
