@@ -20,7 +20,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <memory>
@@ -210,6 +209,23 @@ enum class Type : char { Character = 'C', Date = 'D', Float = 'F', Logical = 'L'
 
 using Date = std::chrono::year_month_day;
 
+namespace detail {
+
+// A date as eight digits yyyymmdd.
+struct Digits {
+    explicit Digits(Date date) {
+        auto put = [this](int end, unsigned value, int count) {
+            for (; count > 0; count--, value /= 10) text[--end] = static_cast<char>('0' + value % 10);
+        };
+        put(4, static_cast<unsigned>(static_cast<int>(date.year())), 4);
+        put(6, static_cast<unsigned>(date.month()), 2);
+        put(8, static_cast<unsigned>(date.day()), 2);
+    }
+    char text[9] = {};
+};
+
+}  // namespace detail
+
 // ---- the library
 
 // The styles of a date's text, with the numbers of zb.h.
@@ -342,12 +358,7 @@ class Field {
     Warning put(bool value) const {
         return Put(static_cast<char>(value ? 'T' : 'F'), type_ == Type::Logical);
     }
-    Warning put(Date value) const {
-        char text[9];
-        std::snprintf(text, sizeof text, "%04d%02u%02u", static_cast<int>(value.year()) % 10000,
-                      static_cast<unsigned>(value.month()) % 100, static_cast<unsigned>(value.day()) % 100);
-        return put(text);
-    }
+    Warning put(Date value) const { return put(detail::Digits(value).text); }
     Warning put(const std::string& text) const { return put(text.c_str()); }
     Warning put(const char* text) const {
         return static_cast<Warning>(ZB_CHECK(ZBDDFPUTS, data_, number_, text));
@@ -910,11 +921,8 @@ class Index {
         return {bytes, length};
     }
     std::string key(Date date) const {
-        char text[9];
-        std::snprintf(text, sizeof text, "%04d%02u%02u", static_cast<int>(date.year()) % 10000,
-                      static_cast<unsigned>(date.month()) % 100, static_cast<unsigned>(date.day()) % 100);
         char bytes[KeyRoom] = {};
-        size_t length = Calls::FromDate(bytes, text);
+        size_t length = Calls::FromDate(bytes, detail::Digits(date).text);
         return {bytes, length};
     }
     std::string key(const DataFile& data) const {
