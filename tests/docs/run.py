@@ -16,7 +16,8 @@ those before it have left. The first word behind ``` says what a block is:
                   and what follows is their output, exactly; "..." stands for any
                   lines. All commands must succeed; in "console fails" the last
                   must not.
-    sh            A script that must succeed; its output doesn't matter.
+    sh            A script that must succeed; its output doesn't matter. "sh built"
+                  shows commands that take long: they must stand in scripts/.
     output        What the program before it writes.
     hex FILE      Bytes of a file: an offset, up to 16 bytes, a remark. "..." leaves
                   out bytes, and a line without an offset goes on where the one
@@ -46,7 +47,7 @@ NOT_RUN = {"benchmarks.md", "fuzzing.md", "reliability.md", "windows.md"}
 
 COMPILERS = {
     "c": ["cc", "-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror"],
-    "cpp": ["c++", "-std=c++20", "-Wall", "-Wextra", "-Wpedantic", "-Werror"],
+    "cpp": ["c++", "-std=c++20", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-Wno-error=format-truncation"],
 }
 PASSIVE = {"text", "ini"}
 
@@ -191,6 +192,14 @@ class Document:
                 raise Failure(f"$ {command}\nshown:\n{expected}came out:\n{output}")
             self.counts["commands"] = self.counts.get("commands", 0) + 1
 
+    def built(self, block: Block) -> None:
+        lines = [line.split() for script in (ROOT / "scripts").iterdir() for line in script.read_text().splitlines()]
+        for command in block.text.splitlines():
+            words = command.split()
+            known = any(words == line[at : at + len(words)] for line in lines for at in (0, 1))
+            if not known and not (words and words[0].startswith("scripts/") and os.access(ROOT / words[0], os.X_OK)):
+                raise Failure(f"no script runs {command}")
+
     def dump(self, block: Block) -> None:
         name = block.words[0]
         data = (self.place / name).read_bytes()
@@ -234,6 +243,8 @@ class Document:
                         written = self.must([sys.executable, "-"], block.text)
                 elif block.kind == "console":
                     self.console(block)
+                elif block.kind == "sh" and block.words == ["built"]:
+                    self.built(block)
                 elif block.kind == "sh":
                     self.must(["bash", "-e", "-s"], block.text)
                 elif block.kind == "output":
