@@ -47,7 +47,7 @@ NOT_RUN = {"benchmarks.md", "fuzzing.md", "reliability.md", "windows.md"}
 
 COMPILERS = {
     "c": ["cc", "-std=c99", "-Wall", "-Wextra", "-Wpedantic", "-Werror"],
-    "cpp": ["c++", "-std=c++20", "-Wall", "-Wextra", "-Wpedantic", "-Werror", "-Wno-error=format-truncation"],
+    "cpp": ["c++", "-std=c++20", "-Wall", "-Wextra", "-Wpedantic", "-Werror"],
 }
 PASSIVE = {"text", "ini"}
 
