@@ -14,7 +14,7 @@ those before it have left. The first word behind ``` says what a block is:
     python        Run; with a file name, saved.
     console       Lines that begin with "$ " are commands, "> " goes on with one,
                   and what follows is their output, exactly; "..." stands for any
-                  lines. All commands must succeed; in "console fails" the last
+                  lines, or for the rest of one. All commands must succeed; in "console fails" the last
                   must not.
     sh            A script that must succeed; its output doesn't matter. "sh built"
                   shows commands that take long: they must stand in scripts/.
@@ -92,12 +92,18 @@ def blocks_of(document: pathlib.Path) -> list[Block]:
     return found
 
 
+def same(expected: str, actual: str) -> bool:
+    if expected.endswith("..."):
+        return actual.startswith(expected[:-3])
+    return expected.rstrip() == actual.rstrip()
+
+
 def matches(expected: list[str], actual: list[str]) -> bool:
     if not expected:
         return not actual
     if expected[0].strip() == "...":
         return any(matches(expected[1:], actual[i:]) for i in range(len(actual) + 1))
-    return bool(actual) and expected[0].rstrip() == actual[0].rstrip() and matches(expected[1:], actual[1:])
+    return bool(actual) and same(expected[0], actual[0]) and matches(expected[1:], actual[1:])
 
 
 class Document:
