@@ -62,6 +62,9 @@ def test_what_does_not_fit_is_refused_and_nothing_is_written(people):
         people.append(NAME="BARTHOLOMEW")
     with pytest.raises(ValueError, match="PAY holds 8 bytes"):
         people.append(PAY=Decimal("123456789"))
+    for negative in (-123456, -99999.995, Decimal("-99999.995")):
+        with pytest.raises(ValueError, match="PAY holds 8 bytes"):
+            people.append(PAY=negative)
     with pytest.raises(zb.Error) as failure:
         people.append(PAY=1e12)
     assert failure.value.code == zb.Code.ErrFieldValue

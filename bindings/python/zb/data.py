@@ -459,8 +459,11 @@ class DataFile:
             return
         elif isinstance(value, Decimal) and value.is_finite():
             stored = f"{value:.{field.decimals}f}".encode().rjust(field.width)
+        elif (double := float(value)) < 0:  # type: ignore[arg-type]
+            # The library looks at the largest number alone, and cuts a long negative one.
+            stored = f"{double:.{field.decimals}f}".encode().rjust(field.width)
         else:
-            call("ZBDDFPUT", self._handle, number, byref(c_double(value)))  # type: ignore[arg-type]
+            call("ZBDDFPUT", self._handle, number, byref(c_double(double)))
             return
         if len(stored) > field.width:
             raise ValueError(f"{field.name} holds {field.width} bytes, not {len(stored)}")
