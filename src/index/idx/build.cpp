@@ -7,6 +7,7 @@
 #include "core/ascii.h"
 #include "core/number.h"
 #include "dates/dates.h"
+#include "index/frame.h"
 #include "index/idx/idx.h"
 
 namespace zb {
@@ -38,6 +39,10 @@ class IdxBuild {
     }
     Code Close() { return static_cast<Code>(ZBDICLOSE(handle)); }
     bool Bound() const { return Islock(handle) == index; }
+    void GiveUp() {
+        Hclose(index->handle);
+        ReleaseIndex(*index, handle);
+    }
     int keyLength() const { return index->keyLength(); }
     bool Collates() const { return false; }
 

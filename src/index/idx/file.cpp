@@ -229,8 +229,8 @@ int32_t ZB_CALL ZBDICREATE(const char* name, uint16_t typeWord, char* expression
 
     uint16_t handle;
     if (Hcreate(&handle, name) < 0) return Pass("Icreate");
-    if (Hwrite(handle, image, static_cast<int16_t>(root + IdxPageSize), true) < 0) return Pass("Icreate");
-    return Hclose(handle) < 0 ? Pass("Icreate") : CurrentCode();
+    Hwrite(handle, image, static_cast<int16_t>(root + IdxPageSize), true);
+    return EndCreation("Icreate", handle);
 }
 
 int32_t ZB_CALL ZBDIOPENX(uint16_t* handle, const char* name, uint16_t mode) {

@@ -7,6 +7,7 @@
 #include "core/ascii.h"
 #include "core/number.h"
 #include "expr/expr.h"
+#include "index/frame.h"
 #include "index/ntx/ntx.h"
 
 namespace zb {
@@ -39,6 +40,10 @@ class NtxBuild {
     }
     Code Close() { return static_cast<Code>(ZBDCCLOSE(handle)); }
     bool Bound() const { return Cslock(handle) == index; }
+    void GiveUp() {
+        Hclose(index->handle);
+        ReleaseIndex(*index, handle);
+    }
     int keyLength() const { return index->keyLength(); }
     bool Collates() const { return false; }
 
