@@ -106,7 +106,10 @@ class IdxBuild {
             index->rootPage = levels[level].page;
         }
         index->headerDirty = true;
-        return writer.Flush(index->handle);
+        if (writer.Flush(index->handle) < 0) return CurrentCode();
+        // The close writes it again. But a build doesn't tell when its close fails,
+        // and with the header of the creation the index would have lost most keys.
+        return IdxWriteHeader(*index);
     }
     void Release() {
         for (BuildLevel& level : levels) level.image.Free();

@@ -36,6 +36,10 @@ bool InFile(const IdxFile& index, int64_t offset) {
 
 }  // namespace
 
+Code IdxWriteHeader(IdxFile& index) {
+    return WriteHeaderFields(index.handle, 0, {index.rootPage, index.freeHead, index.fileEnd});
+}
+
 Code IdxWriteRoot(IdxFile& index) { return WriteHeaderFields(index.handle, 0, {index.rootPage}); }
 
 Code IpgetRaw(IdxFile& index, uint32_t offset, IdxPage* view) {
@@ -244,8 +248,7 @@ int32_t ZB_CALL ZBDICLOSE(int16_t handle) {
     if (!index) return Pass("Iclose");
     if (index->headerDirty) {
         index->headerDirty = false;
-        if (WriteHeaderFields(index->handle, 0, {index->rootPage, index->freeHead, index->fileEnd}) < 0)
-            return Pass("Iclose");
+        if (IdxWriteHeader(*index) < 0) return Pass("Iclose");
     }
     return CloseIndexFile("Iclose", *index, handle);
 }

@@ -104,7 +104,10 @@ class NtxBuild {
             below = index->rootPage = levels[level].page;
         }
         index->headerDirty = true;
-        return writer.Flush(index->handle);
+        if (writer.Flush(index->handle) < 0) return CurrentCode();
+        // The close writes it again. But a build doesn't tell when its close fails,
+        // and with the root of the creation the index would have lost most keys.
+        return NtxWriteRoot(*index);
     }
     void Release() {
         for (BuildLevel& level : levels) level.image.Free();
