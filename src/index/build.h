@@ -17,6 +17,8 @@
 //   Create()              creates the index
 //   Open()                opens and binds it; Close() closes it
 //   Bound()               whether the bind still holds, after host functions ran
+//   GiveUp()              closes it without another word, where Close() left it
+//                         open: nobody else has a handle of it
 //   keyLength()
 //   Collates()            whether keys compare by the collating sequence
 //   CheckField(field)     a refusal of the whole field, before any key
@@ -239,6 +241,11 @@ Code BuildIndex(F& family, int16_t data) {
         Code code = CurrentCode();
         SetCode(0);
         Code closed = family.Close();
+        if (closed < 0) {
+            build::Keeping([&] {
+                if (family.Bound()) family.GiveUp();
+            });
+        }
         SetCode(code < 0 || F::IgnoresClose ? code : closed);
     }
     build::Keeping([&] {

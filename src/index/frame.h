@@ -9,6 +9,15 @@
 
 namespace zb {
 
+// The end of a creation: closes the new file, also where its writing failed. A
+// file left open would stand in the way of the next try.
+inline Code EndCreation(const char* unit, uint16_t handle) {
+    Code written = CurrentCode();
+    if (written < 0) Pass(unit);
+    if (Hclose(handle) < 0 && written >= 0) return Pass(unit);
+    return SetCode(written);
+}
+
 // Gives an index up whose file is closed.
 template <class Index>
 void ReleaseIndex(Index& index, int slot) {

@@ -101,10 +101,11 @@ Code SeekBlock(const DbtFile& file, int32_t block, int offset = 0) {
     return Hseek(file.handle, BlockPosition(block, file.blockSize) + offset);
 }
 
-// Reads the next `count` bytes, or what is left of the file.
+// Reads the next `count` bytes, or what is left of the file. A read that came
+// short has no platform error; one that has would leave a hole in the text.
 Code ReadPiece(const DbtFile& file, char* piece, size_t count, uint32_t* done) {
-    HreadSome(file.handle, piece, static_cast<int16_t>(count), done);
-    return CurrentCode() == ErrRead ? SetCode(0) : CurrentCode();
+    Code code = HreadSome(file.handle, piece, static_cast<int16_t>(count), done);
+    return code == ErrRead && PfLastError() == 0 ? SetCode(0) : code;
 }
 
 // ---- read ----
@@ -113,8 +114,8 @@ Code ReadPiece(const DbtFile& file, char* piece, size_t count, uint32_t* done) {
 // read of its block and a long one few.
 Code ReadTerminated(const DbtFile& file, int32_t block, Block<char>* text) {
     int64_t start = BlockPosition(block, file.blockSize);
-    for (size_t before = 0, step; before < MaxTerminated; before += step) {
-        step = std::clamp<size_t>(before, MinBlockSize, MaxStep);
+    for (size_t before = 0; before < MaxTerminated;) {
+        size_t step = std::min(std::clamp<size_t>(before, MinBlockSize, MaxStep), MaxTerminated - before);
         if (before == 0 ? text->Alloc(step) < 0 : text->Resize(before + step) < 0) return Pass("Trget");
         char* piece = text->data + before;
         uint32_t done;
@@ -124,10 +125,12 @@ Code ReadTerminated(const DbtFile& file, int32_t block, Block<char>* text) {
             return CurrentCode();
         }
         // The end of the file is asked for only where it can be.
-        if (done == step && start + static_cast<int64_t>(before + step) < file.fileSize) continue;
+        before += done;
+        if (done == step && start + static_cast<int64_t>(before) < file.fileSize) continue;
         uint8_t atEnd;
         if (Heof(file.handle, &atEnd) < 0) return Pass("Trget");
         if (atEnd) return Fail("Trget", ErrStructure);
+        if (done == 0) return Fail("Trget", ErrRead);
     }
     return Fail("Trget", ErrFieldWidth);
 }

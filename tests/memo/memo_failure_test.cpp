@@ -138,13 +138,40 @@ TEST_F(DbtFailure, ReadingGivesNothingBackWithoutMemory) {
     }
 }
 
-TEST_F(DbtFailure, ReadsThatNeverComeEndTheReading) {
+TEST_F(DbtFailure, AReadThatFailsInsideATerminatedMemoIsNotPassedOver) {
     int16_t memo = Make(1);
-    ASSERT_EQ(Put(memo, Text(600)), 1);
+    ASSERT_EQ(Put(memo, Text(1500)), 1);
+    for (int read : {2, 3, 4}) {
+        FakePlatform fake;
+        fake.Fail(Call::Read, read, 5);
+        EXPECT_EQ(Get(memo, 1), "<-2>") << read;
+        ZBESCODE(0);
+        EXPECT_EQ(Get(memo, 1), Text(1500));
+    }
+}
+
+TEST_F(DbtFailure, AReadThatComesShortInsideATerminatedMemoLeavesNoHole) {
+    int16_t memo = Make(1);
+    ASSERT_EQ(Put(memo, Text(1500)), 1);
+    for (uint32_t bytes : {1, 100, 511}) {
+        FakePlatform fake;
+        fake.Shorten(Call::Read, 2, bytes);
+        EXPECT_EQ(Get(memo, 1), Text(1500)) << bytes;
+    }
     FakePlatform fake;
-    fake.Fail(Call::Read, 2, 5, FakePlatform::Forever);
-    EXPECT_EQ(Get(memo, 1), "<-29>");
-    EXPECT_LE(fake.Count(Call::Read), 1 + 128);
+    fake.Shorten(Call::Read, 2, 0, FakePlatform::Forever);
+    EXPECT_EQ(Get(memo, 1), "<-2>");
+}
+
+TEST_F(DbtFailure, AReadThatFailsInTheScanOfAnOldMemoStopsTheReplace) {
+    int16_t memo = Make(1);
+    ASSERT_EQ(Put(memo, Text(1500)), 1);
+    Bytes before = ReadFile("memo.dbt");
+    FakePlatform fake;
+    fake.Fail(Call::Read, 2, 5);
+    EXPECT_EQ(Replace(memo, 1, Text(1400)), 1);
+    EXPECT_EQ(ZBECODE(), -2);
+    EXPECT_EQ(ReadFile("memo.dbt"), before);
 }
 
 TEST_F(DbtFailure, AFailedNewTerminatedMemoLeavesTheNextBlock) {

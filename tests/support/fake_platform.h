@@ -1,9 +1,12 @@
 // A platform that stands between the library and the real one: it counts the
-// calls by kind, keeps a trace of them, and fails or shortens those that a test
-// picks. For unit tests; it is in use from its construction to its end.
+// calls by kind, keeps a trace of them, fails or shortens those that a test
+// picks, and knows what the library holds. For unit tests; it is in use from its
+// construction to its end.
 #pragma once
 
 #include <cstdint>
+#include <set>
+#include <tuple>
 #include <vector>
 
 #include "platform/platform.h"
@@ -36,7 +39,8 @@ class FakePlatform final : public zb::Platform {
   public:
     struct TraceEntry {
         Call call;
-        uint32_t count;  // bytes asked for, by Read and Write; else 0
+        uint32_t count;    // bytes asked for, by Read and Write; else 0
+        uint32_t how = 0;  // an Open's flags, a Seek's origin; else 0
     };
 
     static constexpr int Forever = INT32_MAX;
@@ -81,11 +85,23 @@ class FakePlatform final : public zb::Platform {
         interruptions.push_back({Call::Read, Count(Call::Read) + nth, 1, error});
     }
 
+    // What was taken and not given back since the construction; Reset leaves it.
+    struct Holdings {
+        int files;
+        int locks;
+        int blocks;  // of memory
+        bool operator==(const Holdings&) const = default;
+    };
+    Holdings Held() const { return {static_cast<int>(files.size()), static_cast<int>(locks.size()), blocks}; }
+
     // Whether a failure that was asked for has come to pass.
     bool HasFailed() const { return failed; }
 
     zb::PlatformHandle Open(const char* name, unsigned flags) override {
-        return Fails(Call::Open) ? zb::PlatformHandle::None : Passed(real.Open(name, flags));
+        if (Fails(Call::Open, 0, flags)) return zb::PlatformHandle::None;
+        zb::PlatformHandle file = Passed(real.Open(name, flags));
+        if (file != zb::PlatformHandle::None) files.insert(file);
+        return file;
     }
     bool Read(zb::PlatformHandle file, void* buffer, uint32_t count, uint32_t* done) override {
         *done = 0;
@@ -103,7 +119,8 @@ class FakePlatform final : public zb::Platform {
         return Passed(real.Write(file, buffer, Cut(Call::Write, count), done));
     }
     bool Seek(zb::PlatformHandle file, int64_t offset, zb::SeekFrom origin, uint32_t* position) override {
-        return !Fails(Call::Seek) && Passed(real.Seek(file, offset, origin, position));
+        return !Fails(Call::Seek, 0, static_cast<uint32_t>(origin)) &&
+               Passed(real.Seek(file, offset, origin, position));
     }
     bool SetEnd(zb::PlatformHandle file) override {
         return !Fails(Call::SetEnd) && Passed(real.SetEnd(file));
@@ -111,14 +128,20 @@ class FakePlatform final : public zb::Platform {
     // A close that fails has closed the file all the same.
     bool Close(zb::PlatformHandle file) override {
         bool success = Passed(real.Close(file));
+        files.erase(file);
+        std::erase_if(locks, [&](const auto& lock) { return std::get<0>(lock) == file; });
         return !Fails(Call::Close) && success;
     }
     bool Delete(const char* name) override { return !Fails(Call::Delete) && Passed(real.Delete(name)); }
     bool Lock(zb::PlatformHandle file, uint32_t offset, uint32_t length) override {
-        return !Fails(Call::Lock) && Passed(real.Lock(file, offset, length));
+        if (Fails(Call::Lock) || !Passed(real.Lock(file, offset, length))) return false;
+        locks.emplace(file, offset, length);
+        return true;
     }
     bool Unlock(zb::PlatformHandle file, uint32_t offset, uint32_t length) override {
-        return !Fails(Call::Unlock) && Passed(real.Unlock(file, offset, length));
+        if (Fails(Call::Unlock) || !Passed(real.Unlock(file, offset, length))) return false;
+        locks.erase({file, offset, length});
+        return true;
     }
     void Hint(zb::PlatformHandle file, zb::ReadHint hint) override { real.Hint(file, hint); }
     void ReleaseReads(zb::PlatformHandle file) override { real.ReleaseReads(file); }
@@ -127,12 +150,21 @@ class FakePlatform final : public zb::Platform {
         return Fails(Call::Rename) ? static_cast<int>(lastError) : real.Rename(newName, oldName);
     }
     bool Exists(const char* name) override { return !Fails(Call::Exists) && real.Exists(name); }
-    void* Allocate(size_t bytes) override { return Fails(Call::Allocate) ? nullptr : real.Allocate(bytes); }
+    void* Allocate(size_t bytes) override {
+        if (Fails(Call::Allocate)) return nullptr;
+        void* memory = real.Allocate(bytes);
+        if (memory) blocks++;
+        return memory;
+    }
     void* Reallocate(void* memory, size_t bytes) override {
-        return Fails(Call::Reallocate) ? nullptr : real.Reallocate(memory, bytes);
+        if (Fails(Call::Reallocate)) return nullptr;
+        void* moved = real.Reallocate(memory, bytes);
+        if (moved && !memory) blocks++;
+        return moved;
     }
     void Free(void* memory) override {
         Note(Call::Free);
+        if (memory) blocks--;
         real.Free(memory);
     }
     void ProfileText(const char* section, const char* key, char* text, size_t size) override {
@@ -160,9 +192,9 @@ class FakePlatform final : public zb::Platform {
         uint32_t value;
     };
 
-    void Note(Call kind, uint32_t count = 0) {
+    void Note(Call kind, uint32_t count = 0, uint32_t how = 0) {
         counts[static_cast<int>(kind)]++;
-        trace.push_back({kind, count});
+        trace.push_back({kind, count, how});
     }
 
     // The rule that the call just counted falls under, or null.
@@ -175,8 +207,8 @@ class FakePlatform final : public zb::Platform {
         return nullptr;
     }
 
-    bool Fails(Call kind, uint32_t count = 0) {
-        Note(kind, count);
+    bool Fails(Call kind, uint32_t count = 0, uint32_t how = 0) {
+        Note(kind, count, how);
         counts[static_cast<int>(Call::Any)]++;
         const Rule* rule = Find(failures, kind);
         if (!rule) return false;
@@ -203,6 +235,9 @@ class FakePlatform final : public zb::Platform {
     int counts[static_cast<int>(Call::Any) + 1] = {};
     std::vector<TraceEntry> trace;
     std::vector<Rule> failures, cuts, interruptions;
+    std::set<zb::PlatformHandle> files;
+    std::set<std::tuple<zb::PlatformHandle, uint32_t, uint32_t>> locks;
+    int blocks = 0;
 };
 
 }  // namespace test

@@ -7,6 +7,7 @@
 #include "core/ascii.h"
 #include "core/number.h"
 #include "dates/dates.h"
+#include "index/frame.h"
 #include "index/idx/idx.h"
 
 namespace zb {
@@ -38,6 +39,10 @@ class IdxBuild {
     }
     Code Close() { return static_cast<Code>(ZBDICLOSE(handle)); }
     bool Bound() const { return Islock(handle) == index; }
+    void GiveUp() {
+        Hclose(index->handle);
+        ReleaseIndex(*index, handle);
+    }
     int keyLength() const { return index->keyLength(); }
     bool Collates() const { return false; }
 
@@ -101,7 +106,10 @@ class IdxBuild {
             index->rootPage = levels[level].page;
         }
         index->headerDirty = true;
-        return writer.Flush(index->handle);
+        if (writer.Flush(index->handle) < 0) return CurrentCode();
+        // The close writes it again. But a build doesn't tell when its close fails,
+        // and with the header of the creation the index would have lost most keys.
+        return IdxWriteHeader(*index);
     }
     void Release() {
         for (BuildLevel& level : levels) level.image.Free();

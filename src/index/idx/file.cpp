@@ -36,6 +36,10 @@ bool InFile(const IdxFile& index, int64_t offset) {
 
 }  // namespace
 
+Code IdxWriteHeader(IdxFile& index) {
+    return WriteHeaderFields(index.handle, 0, {index.rootPage, index.freeHead, index.fileEnd});
+}
+
 Code IdxWriteRoot(IdxFile& index) { return WriteHeaderFields(index.handle, 0, {index.rootPage}); }
 
 Code IpgetRaw(IdxFile& index, uint32_t offset, IdxPage* view) {
@@ -229,8 +233,8 @@ int32_t ZB_CALL ZBDICREATE(const char* name, uint16_t typeWord, char* expression
 
     uint16_t handle;
     if (Hcreate(&handle, name) < 0) return Pass("Icreate");
-    if (Hwrite(handle, image, static_cast<int16_t>(root + IdxPageSize), true) < 0) return Pass("Icreate");
-    return Hclose(handle) < 0 ? Pass("Icreate") : CurrentCode();
+    Hwrite(handle, image, static_cast<int16_t>(root + IdxPageSize), true);
+    return EndCreation("Icreate", handle);
 }
 
 int32_t ZB_CALL ZBDIOPENX(uint16_t* handle, const char* name, uint16_t mode) {
@@ -244,8 +248,7 @@ int32_t ZB_CALL ZBDICLOSE(int16_t handle) {
     if (!index) return Pass("Iclose");
     if (index->headerDirty) {
         index->headerDirty = false;
-        if (WriteHeaderFields(index->handle, 0, {index->rootPage, index->freeHead, index->fileEnd}) < 0)
-            return Pass("Iclose");
+        if (IdxWriteHeader(*index) < 0) return Pass("Iclose");
     }
     return CloseIndexFile("Iclose", *index, handle);
 }

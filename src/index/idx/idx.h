@@ -17,6 +17,7 @@ Code Ipput(IdxFile& index, const IdxPage& page);                // writes and fo
 void Ipforget(IdxFile& index);
 Code Iknewpage(IdxFile& index, IdxPage* view);  // a page for use, with whatever it held
 Code Ikfreepage(IdxFile& index, uint32_t offset);
+Code IdxWriteHeader(IdxFile& index);  // the fields that change
 Code IdxWriteRoot(IdxFile& index);
 void IdxFormatRoot(uint8_t* page, int keyLength, bool compact);  // as an empty root leaf
 Code IdxQuickClose(int handle);

@@ -6,6 +6,7 @@
 
 #include "core/number.h"
 #include "expr/expr.h"
+#include "index/frame.h"
 #include "index/ndx/ndx.h"
 
 namespace zb {
@@ -35,6 +36,10 @@ class NdxBuild {
     }
     Code Close() { return static_cast<Code>(ZBDNCLOSE(handle)); }
     bool Bound() const { return Nslock(handle) == index; }
+    void GiveUp() {
+        Hclose(index->handle);
+        ReleaseIndex(*index, handle);
+    }
     int keyLength() const { return index->keyLength(); }
     bool Collates() const { return index->keyType == NdxCharacter && !library.asciiSort; }
 

@@ -277,8 +277,8 @@ int32_t ZB_CALL ZBDNCREATE(const char* name, int16_t keyType, char* expression, 
     uint16_t handle;
     if (Hcreate(&handle, name) < 0) return Pass("Ncreate");
     // The header, and the empty root behind it.
-    if (Hwrite(handle, image, sizeof image, true) < 0) return Pass("Ncreate");
-    return Hclose(handle) < 0 ? Pass("Ncreate") : CurrentCode();
+    Hwrite(handle, image, sizeof image, true);
+    return EndCreation("Ncreate", handle);
 }
 
 int32_t ZB_CALL ZBDNOPENX(uint16_t* handle, const char* name, uint16_t mode) {

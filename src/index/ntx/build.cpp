@@ -7,6 +7,7 @@
 #include "core/ascii.h"
 #include "core/number.h"
 #include "expr/expr.h"
+#include "index/frame.h"
 #include "index/ntx/ntx.h"
 
 namespace zb {
@@ -39,6 +40,10 @@ class NtxBuild {
     }
     Code Close() { return static_cast<Code>(ZBDCCLOSE(handle)); }
     bool Bound() const { return Cslock(handle) == index; }
+    void GiveUp() {
+        Hclose(index->handle);
+        ReleaseIndex(*index, handle);
+    }
     int keyLength() const { return index->keyLength(); }
     bool Collates() const { return false; }
 
@@ -99,7 +104,10 @@ class NtxBuild {
             below = index->rootPage = levels[level].page;
         }
         index->headerDirty = true;
-        return writer.Flush(index->handle);
+        if (writer.Flush(index->handle) < 0) return CurrentCode();
+        // The close writes it again. But a build doesn't tell when its close fails,
+        // and with the root of the creation the index would have lost most keys.
+        return NtxWriteRoot(*index);
     }
     void Release() {
         for (BuildLevel& level : levels) level.image.Free();

@@ -59,6 +59,8 @@ Code NtxWriteVersion(NtxFile& index) {
     return WriteHeader(index, VersionAt, FreeHeadAt);
 }
 
+Code NtxWriteRoot(NtxFile& index) { return WriteHeader(index, RootPageAt, FreeHeadAt); }
+
 // Pages
 
 namespace {

@@ -18,6 +18,7 @@ Code Cknewpage(NtxFile& index, NtxPage* view);                  // a page for us
 Code Ckfreepage(NtxFile& index, uint32_t offset);
 void Cpforget(NtxFile& index);
 Code NtxWriteVersion(NtxFile& index);  // counts a change, and writes Version and RootPage
+Code NtxWriteRoot(NtxFile& index);     // writes RootPage alone
 Code NtxQuickClose(int handle);
 
 // keys.cpp

@@ -307,7 +307,7 @@ TEST_F(NtxInside, FailedBuildCleansUpAfterEveryCall) {
         }
     };
     int failures = 0;
-    int unknown = 0;
+    int silent = 0;
     for (const char* expression : {"NAME", "LEFT(NAME,9)"}) {
         for (Call kind : {Call::Open, Call::Read, Call::Write, Call::Seek, Call::Allocate}) {
             bool failed = true;
@@ -333,14 +333,10 @@ TEST_F(NtxInside, FailedBuildCleansUpAfterEveryCall) {
                 ASSERT_EQ(ZBDDLOCK(data, 2, &conflict), 0);
                 ASSERT_EQ(conflict, 0);
                 ASSERT_EQ(ZBDDUNLOCK(data, 2, nullptr), 0);
-                if (code == 0 && index.Open() < 0) {
-                    // The last steps fail in silence: the close of the index, which
-                    // then stays open.
-                    unknown++;
-                    ASSERT_TRUE(failed);
-                    ASSERT_EQ(ZBDINIT(100, 1), 0);
-                    OpenTable();
-                } else if (code == 0) {
+                if (code == 0) {
+                    // Also where the close failed in silence.
+                    silent += failed;
+                    ASSERT_EQ(index.Open(), 0);
                     ASSERT_EQ(index.Records().size(), 20u);
                     ASSERT_EQ(index.Close(), 0);
                 }
@@ -348,7 +344,7 @@ TEST_F(NtxInside, FailedBuildCleansUpAfterEveryCall) {
         }
     }
     EXPECT_GT(failures, 40);
-    EXPECT_EQ(unknown, 4);  // the seek and the write of the header's 10 bytes
+    EXPECT_GE(silent, 4);  // the seek and the write of the close, by either expression
 }
 
 int16_t closedByHost;
