@@ -50,29 +50,33 @@ double NumberAfter(const std::string& output, const std::string& label) {
     return strtod(output.c_str() + at + label.size(), nullptr);
 }
 
-void CountCalls(Counts& counts, double items) {
-    std::map<std::string, double> calls;
-    double all = 0;
+using Calls = std::map<std::string, double>;
+
+// Runs a contender under strace: the calls per item, by name.
+Calls TraceCalls(const std::string& run) {
+    double items = NumberAfter(OutputOf(std::string("strace -qq -o ") + TraceName + " " + run), "Items:");
+    Calls calls;
     std::ifstream trace(TraceName);
     std::string line;
     bool inside = false;
     while (std::getline(trace, line)) {
-        if (line.rfind(MarkLine, 0) == 0) {
+        if (line.rfind(MarkLine, 0) == 0)
             inside = !inside;
-        } else if (inside) {
-            calls[line.substr(0, line.find('('))]++;
-            all++;
-        }
+        else if (inside)
+            calls[line.substr(0, line.find('('))] += 1 / items;
     }
-    std::vector<std::pair<std::string, double>> sorted(calls.begin(), calls.end());
+    return calls;
+}
+
+// The calls that are made for more than one item of twenty, the most frequent first.
+std::string Listed(const Calls& calls) {
+    std::vector<std::pair<std::string, double>> sorted;
+    for (auto& call : calls)
+        if (call.second >= 0.05) sorted.push_back(call);
     std::stable_sort(sorted.begin(), sorted.end(), [](auto& a, auto& b) { return a.second > b.second; });
-    counts.calls = all / items;
-    counts.callNames = "";
-    for (auto& [name, count] : sorted) {
-        if (count / items < 0.05) continue;
-        counts.callNames += (counts.callNames.empty() ? "" : ", ") + Format("%.1f ", count / items) + name;
-    }
-    if (counts.callNames.empty()) counts.callNames = "none";
+    std::string list;
+    for (auto& [name, count] : sorted) list += (list.empty() ? "" : ", ") + Format("%.1f ", count) + name;
+    return list.empty() ? "none" : list;
 }
 
 }  // namespace
@@ -89,26 +93,29 @@ void Counted(const std::function<void()>& work) {
     Mark();
 }
 
-void CountContenders(const std::string& program, const std::string& filter) {
+void CountContenders(const std::string& program, const std::string& filter, bool all) {
     bool valgrind = IsThere("valgrind");
     bool strace = IsThere("strace");
     puts("Counting instructions and system calls");
     for (auto& workload : workloads) {
         if (!workload.registered || !std::regex_search(workload.name, std::regex(filter))) continue;
         for (auto& contender : workload.contenders) {
-            if (!contender.run) continue;
+            if (!contender.run || (!all && &contender != &workload.contenders[0])) continue;
             std::string run = program + " --records=" + std::to_string(sizes.records) +
                               " '--count=" + workload.name + "/" + contender.name + "' .";
+            Counts& counts = contender.counts;
             if (strace) {
-                std::string out = OutputOf(std::string("strace -qq -o ") + TraceName + " " + run);
-                CountCalls(contender.counts, NumberAfter(out, "Items:"));
+                counts.calls = Listed(TraceCalls(run));
+                // Reads by mapping show when they are forced to be calls.
+                if (contender.role == Role::Own)
+                    counts.reads = TraceCalls("-E ZB_READS=pread " + run)["pread64"];
             }
             if (valgrind && contender.role != Role::Floor) {
                 std::string out = OutputOf(
                     "valgrind --tool=callgrind --callgrind-out-file=/dev/null --collect-atstart=no "
                     "'--toggle-collect=bench::CountedPart*' " +
                     run);
-                contender.counts.instructions = NumberAfter(out, "Collected :") / NumberAfter(out, "Items:");
+                counts.instructions = NumberAfter(out, "Collected :") / NumberAfter(out, "Items:");
             }
         }
     }

@@ -12,10 +12,10 @@ namespace bench {
 // marks that the tools see.
 void Counted(const std::function<void()>& work);
 
-// Counts the contenders that take part at this size, with those of the two tools
-// that are there. `program` is run in the current directory, whose files the
-// contenders have made already.
-void CountContenders(const std::string& program, const std::string& filter);
+// Counts the contenders that take part at this size, all or the first of each
+// workload, with those of the two tools that are there. `program` is run in the
+// current directory, whose files the contenders have made already.
+void CountContenders(const std::string& program, const std::string& filter, bool all);
 
 // The other side: runs one contender, named "workload/contender", for a tool.
 void RunForCounting(const std::string& name);

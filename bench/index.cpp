@@ -78,11 +78,13 @@ constexpr char WalkReason[] =
     "need a mark in the file that tells whether anything has changed, which the formats don't have.";
 constexpr char ChangeReason[] =
     "It changes pages in memory and writes them once, at the end; the library hands each changed page to the "
-    "system before the call returns, and the header where the file grows. Built indexes have full leaves, so "
-    "that "
-    "early adds split. To catch up it would have to gather the changes of many calls, which others couldn't "
-    "see "
-    "meanwhile.";
+    "system before the call returns, and the header where the file grows. To catch up it would have to "
+    "gather the "
+    "changes of many calls, which others couldn't see meanwhile.";
+constexpr char SplitReason[] =
+    " Built indexes have full leaves, so that early adds split: that is a page more to write, and a change "
+    "of the "
+    "file's size, which costs as much as both writes.";
 
 // The library's own.
 
@@ -94,7 +96,7 @@ std::string NameOf(On on) {
 template <class F>
 class OpenIndex {
   public:
-    OpenIndex(const std::string& name, On on) : handle(F::Open(name.c_str(), on)) { Warm(name); }
+    OpenIndex(const std::string& name, On on) : handle(F::Open(name.c_str(), on)) {}
     ~OpenIndex() { F::Close(handle); }
     OpenIndex(const OpenIndex&) = delete;
     OpenIndex& operator=(const OpenIndex&) = delete;
@@ -115,7 +117,9 @@ using KeyRoom = char[32];
 template <class F>
 class FindZb {
   public:
-    explicit FindZb(On on) : index(NameOf<F>(on), on), field(on), keys(Lookups()) { Run(); }
+    explicit FindZb(On on) : index(NameOf<F>(on), on), field(on), keys(Lookups()) {
+        Run();  // brings the file into the cache
+    }
     void Run() {
         KeyRoom bytes;
         for (const Key& key : keys) {
@@ -135,7 +139,7 @@ class FindZb {
 template <class F>
 class WalkZb {
   public:
-    WalkZb(On on, uint32_t keys) : index(NameOf<F>(on), on), count(keys) {}
+    WalkZb(On on, uint32_t keys) : index(NameOf<F>(on), on), count(keys) { Warm(NameOf<F>(on)); }
     void Run() {
         KeyRoom bytes;
         uint32_t record;
@@ -157,7 +161,7 @@ class WalkZb {
 template <class F>
 class RangeZb {
   public:
-    explicit RangeZb(On on) : index(NameOf<F>(on), on), field(on), keys(Lookups()) {}
+    explicit RangeZb(On on) : index(NameOf<F>(on), on), field(on), keys(Lookups()) { Run(); }
     void Run() {
         for (uint32_t i = 0; i < sizes.ranges; i++) {
             KeyRoom bytes;
@@ -715,11 +719,9 @@ void FindWorkload(const std::string& title, On on) {
     Peer<FindLmdb>("LMDB alone", sizes.lookups, on, Each::Alone);
     Peer<FindLmdb>("LMDB", sizes.lookups, on, Each::InTransaction);
     Floor<FindCalls>("pread", sizes.lookups, on);
-    ForEachExact([&](auto family) {
-        AimAt(Ours(family.Label), "SQLite alone", 5);
-        AimAt(Ours(family.Label), "SQLite", 1);
-        AimAt(Ours(family.Label), "LMDB alone", 1);
-    });
+    ForEachExact([&](auto family) { AimAt(Ours(family.Label), "SQLite alone", 5); });
+    ForEachExact([&](auto family) { AimAt(Ours(family.Label), "SQLite", 1); });
+    ForEachExact([&](auto family) { AimAt(Ours(family.Label), "LMDB alone", 1); });
     for (auto peer : {"LMDB", "LMDB alone", "SQLite"}) Reason(peer, PagesReason);
 }
 
@@ -735,10 +737,8 @@ void BuildWorkload(const std::string& title, On on) {
     Peer<BuildSqlite>("SQLite", sizes.records, on);
     Peer<BuildLmdb>("LMDB", sizes.records, on);
     Floor<BuildNothing>("sort and write", sizes.records, on);
-    ForEachMeasured([&](auto family) {
-        AimAt(Ours(family.Label), "SQLite", 2);
-        AimAt(Ours(family.Label), "LMDB", 1);
-    });
+    ForEachMeasured([&](auto family) { AimAt(Ours(family.Label), "SQLite", 2); });
+    ForEachMeasured([&](auto family) { AimAt(Ours(family.Label), "LMDB", 1); });
     for (auto peer : {"SQLite", "LMDB"})
         Reason(peer,
                "A tag has no bulk path: where keys come in the order of the records, each is a search in the "
@@ -805,25 +805,26 @@ void ChangeWorkload(const std::string& title, On on, Change change) {
     Peer<ChangeLmdb>("LMDB", sizes.changes, on, change);
     Floor<ChangeCalls>("pread and pwrite", sizes.changes, on, change);
     if (adds) ForEachExact([&](auto family) { AimAt(Ours(family.Label), "SQLite", 1.5); });
-    for (auto peer : {"SQLite", "LMDB"}) Reason(peer, ChangeReason);
+    for (auto peer : {"SQLite", "LMDB"}) Reason(peer, std::string(ChangeReason) + (adds ? SplitReason : ""));
 }
 
 }  // namespace
 
 void IndexWorkloads() {
     FindWorkload("Looking up names", On::Name);
+    if (sizes.records <= Million) {
+        FindWorkload("Looking up numbers", On::Amount);
+        WalkWorkload("Walking all names", On::Name);
+        WalkWorkload("Walking all numbers", On::Amount);
+        RangeWorkload("Ranges of 100 names", On::Name);
+        RangeWorkload("Ranges of 100 numbers", On::Amount);
+        ChangeWorkload("Adding names", On::Name, Change::Add);
+        ChangeWorkload("Adding numbers", On::Amount, Change::Add);
+        ChangeWorkload("Deleting names", On::Name, Change::Delete);
+        ChangeWorkload("Deleting numbers", On::Amount, Change::Delete);
+        BuildWorkload("Building an index on numbers", On::Amount);
+    }
     BuildWorkload("Building an index on names", On::Name);
-    if (sizes.records > Million) return;
-    FindWorkload("Looking up numbers", On::Amount);
-    WalkWorkload("Walking all names", On::Name);
-    WalkWorkload("Walking all numbers", On::Amount);
-    RangeWorkload("Ranges of 100 names", On::Name);
-    RangeWorkload("Ranges of 100 numbers", On::Amount);
-    ChangeWorkload("Adding names", On::Name, Change::Add);
-    ChangeWorkload("Adding numbers", On::Amount, Change::Add);
-    ChangeWorkload("Deleting names", On::Name, Change::Delete);
-    ChangeWorkload("Deleting numbers", On::Amount, Change::Delete);
-    BuildWorkload("Building an index on numbers", On::Amount);
 }
 
 std::string IndexSizes() {

@@ -49,6 +49,7 @@ struct Options {
     int rounds = 0;  // 0: as many as suit each size
     std::string only;
     bool counts = true;
+    bool quick = false;
     std::string report = "benchmarks.md";
     uint32_t records = 0;
     std::string count;
@@ -96,7 +97,10 @@ std::string Head(const Options& options) {
            "takes, "
            "at each size: above 1 the library is faster.\n"
            "- Instructions (valgrind) and system calls (strace) are per item, counted in a run of a small "
-           "size.\n"
+           "size. "
+           "\"Reads\" are those of the library, which are copies out of mapped files and no calls: they were "
+           "counted "
+           "with ZB_READS=pread.\n"
            "- Durability: the library hands every write to the system at once, keeps none back and syncs "
            "none. SQLite "
            "runs with synchronous=OFF, journal_mode=OFF (unless told), a cache that holds the whole file and "
@@ -138,6 +142,7 @@ Options ReadOptions(int argc, char** argv) {
         std::string argument = argv[i];
         std::string text;
         if (argument == "--quick") {
+            options.quick = true;
             options.sizes = {10000};
             options.rounds = 1;
         } else if (argument == "--no-counts") {
@@ -185,7 +190,7 @@ void RunSize(const Options& options, const std::string& program, uint32_t record
     RegisterWorkloads();
     RunWorkloads(options.only, RoundsOf(options));
     bool first = records == options.sizes.front();
-    if (options.counts && first) CountContenders(program, options.only);
+    if (options.counts && first) CountContenders(program, options.only, !options.quick);
     if (options.only.empty() &&
         (records == Million || (first && records > Million) || options.sizes.size() == 1))
         *measures = IndexSizes() + MemoryReport(program);

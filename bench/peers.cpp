@@ -10,8 +10,8 @@ Sqlite::Sqlite(const std::string& name) {
     Check(sqlite3_open(name.c_str(), &db) == SQLITE_OK, name.c_str());
     Exec("PRAGMA journal_mode=OFF");
     Exec("PRAGMA synchronous=OFF");
-    Exec("PRAGMA cache_size=-524288");
-    Exec("PRAGMA mmap_size=1073741824");
+    Exec("PRAGMA cache_size=-2097152");
+    Exec("PRAGMA mmap_size=2147418112");
     Exec("PRAGMA temp_store=MEMORY");
 }
 

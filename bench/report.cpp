@@ -40,7 +40,7 @@ std::vector<uint32_t> SizesOf(const WorkloadReport& workload) {
 std::string TimesTable(const WorkloadReport& workload, const std::vector<uint32_t>& at) {
     bool counted = false;
     for (auto& contender : workload.contenders)
-        counted |= contender.counts.instructions >= 0 || contender.counts.calls >= 0;
+        counted |= contender.counts.instructions >= 0 || !contender.counts.calls.empty();
 
     std::string out = "| time per " + workload.unit + " |";
     std::string line = "|---|";
@@ -49,8 +49,8 @@ std::string TimesTable(const WorkloadReport& workload, const std::vector<uint32_
         line += "---:|";
     }
     if (counted) {
-        out += " instructions | system calls |";
-        line += "---:|---|";
+        out += " instructions | reads | system calls |";
+        line += "---:|---:|---|";
     }
     out += "\n" + line + "\n";
     for (auto& contender : workload.contenders) {
@@ -62,7 +62,8 @@ std::string TimesTable(const WorkloadReport& workload, const std::vector<uint32_
         if (counted) {
             const Counts& counts = contender.counts;
             out += counts.instructions < 0 ? " |" : " " + Format("%.0f", counts.instructions) + " |";
-            out += counts.calls < 0 ? " |" : " " + counts.callNames + " |";
+            out += counts.reads < 0 ? " |" : " " + Format("%.1f", counts.reads) + " |";
+            out += " " + counts.calls + " |";
         }
         out += "\n";
     }
@@ -100,6 +101,7 @@ std::string RatioTable(const WorkloadReport& workload, const std::vector<uint32_
 
 std::string AimLines(const WorkloadReport& workload, uint32_t records) {
     std::string out;
+    const Aim* before = nullptr;
     for (auto& aim : workload.aims) {
         const Contender* own = workload.Find(aim.ours);
         const Contender* peer = workload.Find(aim.peer);
@@ -107,11 +109,15 @@ std::string AimLines(const WorkloadReport& workload, uint32_t records) {
         const Times* other = peer ? peer->TimesAt(records) : nullptr;
         if (!ours || !other) continue;
         double ratio = Ratio(*ours, *other);
-        out += "- Aim: " + aim.ours + " at least " + Format("%.2g", aim.ratio) + " times as fast as " +
-               aim.peer + ". It is " + Format("%.2f", ratio) + " times as fast" +
-               (ratio < aim.ratio ? ": **not reached**.\n" : ".\n");
+        if (before && before->peer == aim.peer && before->ratio == aim.ratio)
+            out += ", ";
+        else
+            out += (before ? ".\n" : "") + std::string("- Aim: at least ") + Format("%.2g", aim.ratio) +
+                   " times as fast as " + aim.peer + ". Reached: ";
+        out += aim.ours + " " + Format("%.2f", ratio) + (ratio < aim.ratio ? " (**less**)" : "");
+        before = &aim;
     }
-    return out;
+    return before ? out + ".\n" : out;
 }
 
 // Who is ahead of whom, and why.

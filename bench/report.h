@@ -24,8 +24,8 @@ enum class Role { Own, Peer, Floor };
 // What one item of a contender costs, counted in a small run.
 struct Counts {
     double instructions = -1;  // below 0: not counted
-    double calls = -1;
-    std::string callNames;  // the kinds of calls, with how many of each
+    double reads = -1;         // of the library, where each is made a call
+    std::string calls;         // the kinds of system calls, with how many of each
 };
 
 // One round: seconds, and what was done in them.
