@@ -11,8 +11,9 @@ namespace {
 // first 8 bytes of texts that compare by byte value, as one number.
 class SearchKey {
   public:
-    SearchKey(const NdxFile& index, const uint8_t* key, int mode) : bytes{} {
+    SearchKey(const NdxFile& index, const uint8_t* key, int mode) {
         int keyLength = index.keyLength();
+        StoreLe64(bytes, 0);  // a key may be shorter
         memcpy(bytes, key, static_cast<size_t>(keyLength));
         if (index.keyType == NdxNumeric) {
             kind = Number;
