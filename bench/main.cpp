@@ -174,12 +174,21 @@ Options ReadOptions(int argc, char** argv) {
 
 namespace fs = std::filesystem;
 
+// The directory in use, which goes even when a check ends the program.
+fs::path directoryInUse;
+
+void RemoveDirectory() {
+    std::error_code ignored;
+    if (!directoryInUse.empty()) fs::remove_all(directoryInUse, ignored);
+    directoryInUse.clear();
+}
+
 // Runs all workloads of one size in a directory of its own, and counts at the
-// smallest. The sections of the report that are the million's alone are added to
-// `measures`.
+// smallest. `measures` are the sections that hold for one size, up to a million.
 void RunSize(const Options& options, const std::string& program, uint32_t records, std::string* measures) {
     std::string directory = (fs::absolute(options.place) / "bench-XXXXXX").string();
     Check(mkdtemp(directory.data()), directory.c_str());
+    directoryInUse = directory;
     auto before = fs::current_path();
     fs::current_path(directory);
     sizes = SizesToTime(records);
@@ -191,11 +200,9 @@ void RunSize(const Options& options, const std::string& program, uint32_t record
     RunWorkloads(options.only, RoundsOf(options));
     bool first = records == options.sizes.front();
     if (options.counts && first) CountContenders(program, options.only, !options.quick);
-    if (options.only.empty() &&
-        (records == Million || (first && records > Million) || options.sizes.size() == 1))
-        *measures = IndexSizes() + MemoryReport(program);
+    if (options.only.empty() && records <= Million) *measures = IndexSizes() + MemoryReport(program);
     fs::current_path(before);
-    fs::remove_all(directory);
+    RemoveDirectory();
 }
 
 int Main(int argc, char** argv) {
@@ -212,6 +219,7 @@ int Main(int argc, char** argv) {
 
     std::string program = fs::canonical("/proc/self/exe").string();
     std::string measures;
+    atexit(RemoveDirectory);
     for (uint32_t records : options.sizes) RunSize(options, program, records, &measures);
     ZBDTERM();
 
