@@ -226,7 +226,7 @@ int Main(int argc, char** argv) {
     fs::path report = options.report;
     fs::path picture = fs::path(report).replace_extension("svg");
     WriteText(report, Page(Head(options), measures, picture.filename()));
-    WriteText(picture, Plot(Million));
+    WriteText(picture, Plot(std::max(Million, options.sizes.front())));
     return 0;
 }
 
