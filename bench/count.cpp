@@ -28,7 +28,8 @@ constexpr char MarkLine[] = "close(-1)";
 
 constexpr char TraceName[] = "calls.trace";
 
-bool IsThere(const std::string& tool) { return system((tool + " --version >/dev/null 2>&1").c_str()) == 0; }
+// Whether a tool is there and may watch a program.
+bool Works(const std::string& tool) { return system((tool + " true >/dev/null 2>&1").c_str()) == 0; }
 
 // The output of a shell command, both streams.
 std::string OutputOf(const std::string& command) {
@@ -94,8 +95,8 @@ void Counted(const std::function<void()>& work) {
 }
 
 void CountContenders(const std::string& program, const std::string& filter, bool all) {
-    bool valgrind = IsThere("valgrind");
-    bool strace = IsThere("strace");
+    bool valgrind = Works("valgrind --tool=none");
+    bool strace = Works("strace -o /dev/null");
     puts("Counting instructions and system calls");
     for (auto& workload : workloads) {
         if (!workload.registered || !std::regex_search(workload.name, std::regex(filter))) continue;
