@@ -67,24 +67,20 @@ void BindKey(sqlite3_stmt* statement, const Key& key, On on) {
 
 constexpr char PagesReason[] =
     "It compares keys in pages that lie in its own memory, or that it maps and trusts. The library copies "
-    "each "
-    "page of the way out of the mapped file, since another program may be writing it, and checks its header. "
-    "To catch up it would have to be told that nobody else writes the file.";
+    "each page of the way out of the mapped file, since another program may be writing it, and checks its "
+    "header. To catch up it would have to be told that nobody else writes the file.";
 constexpr char WalkReason[] =
-    "Its cursor stands in a leaf and takes the next key from there; the library goes down from the root at "
-    "each "
-    "step, because the contract is that a walk sees what other programs have changed since. To catch up it "
-    "would "
-    "need a mark in the file that tells whether anything has changed, which the formats don't have.";
+    "Its cursor stands in a leaf and takes the next key from there; the library goes down from the root "
+    "at each step, because the contract is that a walk sees what other programs have changed since. To "
+    "catch up it would need a mark in the file that tells whether anything has changed, which the formats "
+    "don't have.";
 constexpr char ChangeReason[] =
-    "It changes pages in memory and writes them once, at the end; the library hands each changed page to the "
-    "system before the call returns, and the header where the file grows. To catch up it would have to "
-    "gather the "
-    "changes of many calls, which others couldn't see meanwhile.";
+    "It changes pages in memory and writes them once, at the end; the library hands each changed page to "
+    "the system before the call returns, and the header where the file grows. To catch up it would have "
+    "to gather the changes of many calls, which others couldn't see meanwhile.";
 constexpr char SplitReason[] =
     " Built indexes have full leaves, so that early adds split: that is a page more to write, and a change "
-    "of the "
-    "file's size, which costs as much as both writes.";
+    "of the file's size, which costs as much as both writes.";
 
 // The library's own.
 
@@ -705,12 +701,11 @@ void MakeIndexFiles(On on) {
 std::string Ours(const char* label) { return std::string("zb ") + label; }
 
 void FindWorkload(const std::string& title, On on) {
-    Workload(
-        "find-" + std::string(Column(on)), title, "key",
-        "Random keys that exist, in an index of all records, warm. Each look-up of the library sees the "
-        "file as it is at that moment, other programs' changes with it; SQLite and LMDB do that where each "
-        "look-up is a transaction of its own (\"alone\"), and see one state of the file where all stand in "
-        "one. \"pread\" is the reading of one page by a call of the system.");
+    Workload("find-" + std::string(Column(on)), title, "key",
+             "Random keys that exist, in an index of all records, warm. Each look-up of the library sees the "
+             "file as it is at that moment, other programs' changes with it; SQLite and LMDB do that where "
+             "each look-up is a transaction of its own (\"alone\"), and see one state of the file where all "
+             "stand in one. \"pread\" is the reading of one page by a call of the system.");
     Needs([on] { MakeIndexFiles(on); });
     ForEachExact([&](auto family) { Own<FindZb<decltype(family)>>(family.Label, sizes.lookups, on); });
     Peer<FindSqlite>("SQLite alone", sizes.lookups, on, Each::Alone, "OFF");
@@ -726,12 +721,12 @@ void FindWorkload(const std::string& title, On on) {
 }
 
 void BuildWorkload(const std::string& title, On on) {
-    Workload(
-        "build-" + std::string(Column(on)), title, "record",
-        "From all records of the file. The library reads the data file and sorts in 64 KiB and a work file; "
-        "SQLite (CREATE INDEX) and LMDB (keys read from the data file, sorted, appended) have all the memory "
-        "they want. \"sort and write\" writes the sorted keys one behind the other. An MDX tag is built by "
-        "adding key after key in the order of the records; \"zb MDX adds\" is the same by single calls.");
+    Workload("build-" + std::string(Column(on)), title, "record",
+             "From all records of the file. The library reads the data file and sorts in 64 KiB and a work "
+             "file; SQLite (CREATE INDEX) and LMDB (keys read from the data file, sorted, appended) have all "
+             "the memory they want. \"sort and write\" writes the sorted keys one behind the other. An MDX "
+             "tag is built by adding key after key in the order of the records; \"zb MDX adds\" is the same "
+             "by single calls.");
     ForEachMeasured([&](auto family) { Own<BuildZb<decltype(family)>>(family.Label, sizes.records, on); });
     if (sizes.records <= Mdx::Largest) Own<FillMdx>("MDX adds", sizes.records, on);
     Peer<BuildSqlite>("SQLite", sizes.records, on);
@@ -741,22 +736,19 @@ void BuildWorkload(const std::string& title, On on) {
     ForEachMeasured([&](auto family) { AimAt(Ours(family.Label), "LMDB", 1); });
     for (auto peer : {"SQLite", "LMDB"})
         Reason(peer,
-               "A tag has no bulk path: where keys come in the order of the records, each is a search in the "
-               "tree. "
-               "Sorting them first would do, but leave other pages than the format's other writers make. The "
-               "other "
-               "families merge their runs from a work file, where LMDB's builder sorts in memory: a buffer "
-               "of all "
-               "keys in place of 64 KiB would catch up.");
+               "A tag has no bulk path: where keys come in the order of the records, each is a search in "
+               "the tree. Sorting them first would do, but leave other pages than the format's other "
+               "writers make. The other families merge their runs from a work file, where LMDB's builder "
+               "sorts in memory: a buffer of all keys in place of 64 KiB would catch up.");
 }
 
 void WalkWorkload(const std::string& title, On on) {
-    Workload(
-        "walk-" + std::string(Column(on)), title, "key",
-        "The first key and then the next one until the end. Between two calls the library holds nothing "
-        "but the key, and finds it again from the root, in the file as it is then; the others have a cursor "
-        "in the tree and see one state of the file. A compact IDX file keeps no keys that could be found, so "
-        "that each step looks through all that lies before it: its first 1000 keys are walked.");
+    Workload("walk-" + std::string(Column(on)), title, "key",
+             "The first key and then the next one until the end. Between two calls the library holds nothing "
+             "but the key, and finds it again from the root, in the file as it is then; the others have a "
+             "cursor in the tree and see one state of the file. A compact IDX file keeps no keys that could "
+             "be found, so that each step looks through all that lies before it: its first 1000 keys are "
+             "walked.");
     Needs([on] { MakeIndexFiles(on); });
     ForEachMeasured([&](auto family) {
         uint32_t count = family.Exact ? sizes.records : 1000;
@@ -768,10 +760,9 @@ void WalkWorkload(const std::string& title, On on) {
 }
 
 void RangeWorkload(const std::string& title, On on) {
-    Workload(
-        "range-" + std::string(Column(on)), title, "key",
-        "A random key that exists is found, and the 99 behind it follow. A compact IDX file has no keys that "
-        "could be found.");
+    Workload("range-" + std::string(Column(on)), title, "key",
+             "A random key that exists is found, and the 99 behind it follow. A compact IDX file has no keys "
+             "that could be found.");
     Needs([on] { MakeIndexFiles(on); });
     uint64_t items = uint64_t{sizes.ranges} * RangeKeys;
     ForEachExact([&](auto family) { Own<RangeZb<decltype(family)>>(family.Label, items, on); });
@@ -786,15 +777,13 @@ void ChangeWorkload(const std::string& title, On on, Change change) {
         (adds ? "add-" : "delete-") + std::string(Column(on)), title, "key",
         std::string(adds ? "Random new keys into an index of all records."
                          : "Random keys out of an index of all records.") +
-            " Each change of the library is in the file when the call returns; SQLite (a table of keys and "
-            "record numbers without row numbers) and LMDB make all in one transaction. \"pread and pwrite\" "
-            "reads one page and writes it back." +
+            " Each change of the library is in the file when the call returns; SQLite (a table of keys "
+            "and record numbers without row numbers) and LMDB make all in one transaction. \"pread and "
+            "pwrite\" reads one page and writes it back." +
             (adds ? ""
                   : " Of an MDX tag only so many keys are deleted as go well: sooner or later a leaf takes "
-                    "keys "
-                    "from its neighbour in a way that leaves the tag damaged, which the format's other "
-                    "programs do, "
-                    "too."));
+                    "keys from its neighbour in a way that leaves the tag damaged, which the format's "
+                    "other programs do, too."));
     Needs([on] { MakeIndexFiles(on); });
     ForEachExact([&](auto family) {
         if constexpr (std::is_same_v<decltype(family), Mdx>)

@@ -88,24 +88,17 @@ std::string Head(const Options& options) {
            PeerVersions() + ", shapelib 1.5, all from Debian.\n- Data: records of " +
            std::to_string(RecordLength) +
            " bytes with five fields: name C(20), text C(38), amount N(12,2), date D, flag L. Names and "
-           "amounts are "
-           "unique and in random order. " +
+           "amounts are unique and in random order. " +
            counts + ".\n- Times are medians of rounds (" + rounds +
-           " at these sizes), in which all contenders of a workload take turns. Files are on disk and in the "
-           "system's "
-           "cache. Under \"against\" stands how many times the time of the library's own each of the others "
-           "takes, "
-           "at each size: above 1 the library is faster.\n"
+           " at these sizes), in which all contenders of a workload take turns. Files are on disk and in "
+           "the system's cache. Under \"against\" stands how many times the time of the library's own each "
+           "of the others takes, at each size: above 1 the library is faster.\n"
            "- Instructions (valgrind) and system calls (strace) are per item, counted in a run of a small "
-           "size. "
-           "\"Reads\" are those of the library, which are copies out of mapped files and no calls: they were "
-           "counted "
-           "with ZB_READS=pread.\n"
+           "size. \"Reads\" are those of the library, which are copies out of mapped files and no calls: "
+           "they were counted with ZB_READS=pread.\n"
            "- Durability: the library hands every write to the system at once, keeps none back and syncs "
-           "none. SQLite "
-           "runs with synchronous=OFF, journal_mode=OFF (unless told), a cache that holds the whole file and "
-           "mmap; "
-           "LMDB with MDB_NOSYNC. shapelib writes through a buffer.\n\n";
+           "none. SQLite runs with synchronous=OFF, journal_mode=OFF (unless told), a cache that holds the "
+           "whole file and mmap; LMDB with MDB_NOSYNC. shapelib writes through a buffer.\n\n";
 }
 
 // What bench_memory, which stands beside this program, has to say.
@@ -166,8 +159,8 @@ Options ReadOptions(int argc, char** argv) {
     bool good = !options.place.empty() && options.place[0] != '-' && !options.sizes.empty();
     for (uint32_t records : options.sizes) good &= records >= 1000 && records <= 10 * Million;
     Check(good,
-          "usage: bench [--quick] [--sizes=N,N...] [--rounds=N] [--only=REGEX] [--no-counts] [--report=FILE] "
-          "DIRECTORY");
+          "usage: bench [--quick] [--sizes=N,N...] [--rounds=N] [--only=REGEX] [--no-counts] "
+          "[--report=FILE] DIRECTORY");
     std::sort(options.sizes.begin(), options.sizes.end());
     return options;
 }

@@ -470,11 +470,11 @@ class Nothing {
 }  // namespace
 
 void RecordWorkloads() {
-    Workload(
-        "read", "Reading all records", "record",
-        "All records in file order, and the values of all five fields of each. \"zb fields\" is one ZBDDRGET "
-        "and five ZBDDFGET a record, which also turn the date into the current style; \"zb images\" is one "
-        "ZBDDRGETX. \"pread\" reads each record with one system call and looks at no field.");
+    Workload("read", "Reading all records", "record",
+             "All records in file order, and the values of all five fields of each. \"zb fields\" is one "
+             "ZBDDRGET and five ZBDDFGET a record, which also turn the date into the current style; \"zb "
+             "images\" is one ZBDDRGETX. \"pread\" reads each record with one system call and looks at no "
+             "field.");
     Needs([] { ExpectedAmounts(); });
     Own<ReadFields>("fields", sizes.records);
     Own<ReadImages>("images", sizes.records);
@@ -484,17 +484,14 @@ void RecordWorkloads() {
     for (auto own : {"zb fields", "zb images"}) AimAt(own, "shapelib", 2);
     for (auto own : {"zb fields", "zb images"}) AimAt(own, "SQLite", 1);
     Reason("SQLite",
-           "Its amounts are stored as doubles, its dates as the texts that are asked for, and one step gives "
-           "all "
-           "fields. Six calls a record, each of which finds its file anew, and a number that is parsed cost "
-           "more; "
-           "ZBDDRGETX saves the calls.");
+           "Its amounts are stored as doubles, its dates as the texts that are asked for, and one step "
+           "gives all fields. Six calls a record, each of which finds its file anew, and a number that "
+           "is parsed cost more; ZBDDRGETX saves the calls.");
     if (sizes.records > Million) return;
 
     Workload("scan", "Reading one field of all records", "record",
-             "All records in file order, and the amount of each. \"pread\" reads the field's 12 bytes alone "
-             "and turns "
-             "them into a number.");
+             "All records in file order, and the amount of each. \"pread\" reads the field's 12 bytes "
+             "alone and turns them into a number.");
     Needs([] { ExpectedAmounts(); });
     Own<ScanField>("", sizes.records);
     Peer<ScanShapelib>("shapelib", sizes.records);
@@ -502,19 +499,17 @@ void RecordWorkloads() {
     Floor<ScanCalls>("pread", sizes.records);
     AimAt("zb", "shapelib", 2);
     AimAt("zb", "SQLite", 1);
-    Reason(
-        "SQLite",
-        "It steps from row to row within a page and takes a double from there; the library copies the whole "
-        "record and parses a text. To catch up a call would have to read one field past the record buffer.");
+    Reason("SQLite",
+           "It steps from row to row within a page and takes a double from there; the library copies the "
+           "whole record and parses a text. To catch up a call would have to read one field past the record "
+           "buffer.");
 
     Workload("append", "Appending records", "record",
              "The values of five fields put one by one, and the record appended. The library writes the "
-             "record, the "
-             "end mark and the record count at each append, so that other programs see it at once; shapelib "
-             "writes "
-             "records through a buffer and the count at the close; SQLite inserts all in one transaction. "
-             "\"pwrite\" "
-             "is the record's write alone, \"3 pwrites\" the library's three without anything else.");
+             "record, the end mark and the record count at each append, so that other programs see it at "
+             "once; shapelib writes records through a buffer and the count at the close; SQLite inserts "
+             "all in one transaction. \"pwrite\" is the record's write alone, \"3 pwrites\" the "
+             "library's three without anything else.");
     Own<AppendFields>("", sizes.appends);
     Peer<AppendShapelib>("shapelib", sizes.appends);
     Peer<AppendSqlite>("SQLite", sizes.appends);
@@ -523,29 +518,23 @@ void RecordWorkloads() {
     AimAt("zb", "shapelib", 1);
     for (auto peer : {"SQLite", "shapelib"})
         Reason(peer,
-               "It keeps what is appended in memory and hands it over in pages; the library's record is in "
-               "the file, "
-               "and counted, when the call returns. To catch up it would have to gather records, which other "
-               "programs "
-               "couldn't see meanwhile.");
+               "It keeps what is appended in memory and hands it over in pages; the library's record is "
+               "in the file, and counted, when the call returns. To catch up it would have to gather "
+               "records, which other programs couldn't see meanwhile.");
 
     Workload("update", "Updating records in random order", "record",
              "A record is read, one number put into it, and the record written back. shapelib holds the "
-             "record until "
-             "another is touched; SQLite updates all in one transaction. \"pread and pwrite\" moves the "
-             "record and "
-             "does nothing else.");
+             "record until another is touched; SQLite updates all in one transaction. \"pread and "
+             "pwrite\" moves the record and does nothing else.");
     Own<UpdateField>("", sizes.updates);
     Peer<UpdateShapelib>("shapelib", sizes.updates);
     Peer<UpdateSqlite>("SQLite", sizes.updates);
     Floor<UpdateCalls>("pread and pwrite", sizes.updates);
     for (auto peer : {"SQLite", "shapelib"})
         Reason(peer,
-               "It changes pages in memory and writes each once, at the end; the library's record is in the "
-               "file when "
-               "the call returns, by one call of the system. To catch up it would have to gather updates, "
-               "which other "
-               "programs couldn't see meanwhile.");
+               "It changes pages in memory and writes each once, at the end; the library's record is in "
+               "the file when the call returns, by one call of the system. To catch up it would have to "
+               "gather updates, which other programs couldn't see meanwhile.");
 
     Workload("bind", "The cost of a call", "call",
              "ZBDDRNUM binds a data file and does no more than store a number; ZBDVERSION binds nothing.");
