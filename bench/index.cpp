@@ -66,16 +66,16 @@ void BindKey(sqlite3_stmt* statement, const Key& key, On on) {
 // Why others are ahead, where they are.
 
 constexpr char PagesReason[] =
-    "It compares keys in pages that lie in its own memory, or that it maps and trusts. The library copies "
+    "They compare keys in pages that lie in their own memory, or that they map and trust. The library copies "
     "each page of the way out of the mapped file, since another program may be writing it, and checks its "
     "header. To catch up it would have to be told that nobody else writes the file.";
 constexpr char WalkReason[] =
-    "Its cursor stands in a leaf and takes the next key from there; the library goes down from the root "
+    "Their cursors stand in a leaf and take the next key from there; the library goes down from the root "
     "at each step, because the contract is that a walk sees what other programs have changed since. To "
     "catch up it would need a mark in the file that tells whether anything has changed, which the formats "
     "don't have.";
 constexpr char ChangeReason[] =
-    "It changes pages in memory and writes them once, at the end; the library hands each changed page to "
+    "They change pages in memory and write them once, at the end; the library hands each changed page to "
     "the system before the call returns, and the header where the file grows. To catch up it would have "
     "to gather the changes of many calls, which others couldn't see meanwhile.";
 constexpr char SplitReason[] =

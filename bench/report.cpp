@@ -27,6 +27,8 @@ std::string Duration(double seconds) {
 // How many times our time another takes.
 double Ratio(const Times& ours, const Times& other) { return other.PerItem() / ours.PerItem(); }
 
+std::string RatioText(double ratio) { return Format(ratio < 0.1 ? "%.3f" : "%.2f", ratio); }
+
 // The sizes at which a workload was run, the smallest first.
 std::vector<uint32_t> SizesOf(const WorkloadReport& workload) {
     std::vector<uint32_t> all;
@@ -90,7 +92,7 @@ std::string RatioTable(const WorkloadReport& workload, const std::vector<uint32_
                 const Times* ours = own.TimesAt(records);
                 const Times* other = peer.TimesAt(records);
                 if (!cell.empty()) cell += " / ";
-                cell += ours && other ? Format("%.2f", Ratio(*ours, *other)) : "-";
+                cell += ours && other ? RatioText(Ratio(*ours, *other)) : "-";
             }
             out += " " + cell + " |";
         }
@@ -114,15 +116,15 @@ std::string AimLines(const WorkloadReport& workload, uint32_t records) {
         else
             out += (before ? ".\n" : "") + std::string("- Aim: at least ") + Format("%.2g", aim.ratio) +
                    " times as fast as " + aim.peer + ". Reached: ";
-        out += aim.ours + " " + Format("%.2f", ratio) + (ratio < aim.ratio ? " (**less**)" : "");
+        out += aim.ours + " " + RatioText(ratio) + (ratio < aim.ratio ? " (**less**)" : "");
         before = &aim;
     }
     return before ? out + ".\n" : out;
 }
 
-// Who is ahead of whom, and why.
+// Who is ahead of whom, and why: peers of one reason together.
 std::string AheadLines(const WorkloadReport& workload, uint32_t records) {
-    std::string out;
+    std::vector<std::pair<std::string, std::string>> lines;  // by reason
     for (auto& peer : workload.contenders) {
         const Times* other = peer.TimesAt(records);
         if (peer.role != Role::Peer || !other) continue;
@@ -130,15 +132,19 @@ std::string AheadLines(const WorkloadReport& workload, uint32_t records) {
         for (auto& own : workload.contenders) {
             const Times* ours = own.role == Role::Own ? own.TimesAt(records) : nullptr;
             if (!ours || Ratio(*ours, *other) >= 1) continue;
-            behind +=
-                (behind.empty() ? "" : ", ") + own.name + " (" + Format("%.2f", Ratio(*ours, *other)) + ")";
+            behind += (behind.empty() ? "" : ", ") + own.name + " (" + RatioText(Ratio(*ours, *other)) + ")";
         }
         if (behind.empty()) continue;
-        out += "- **" + peer.name + "** is ahead of " + behind + ".";
+        std::string reason;
         for (auto& [name, text] : workload.reasons)
-            if (name == peer.name) out += " " + text;
-        out += "\n";
+            if (name == peer.name) reason = text;
+        auto same = [&](auto& line) { return line.first == reason; };
+        auto line = std::find_if(lines.begin(), lines.end(), same);
+        if (line == lines.end()) line = lines.insert(line, {reason, "-"});
+        line->second += " **" + peer.name + "** is ahead of " + behind + ".";
     }
+    std::string out;
+    for (auto& [reason, line] : lines) out += line + " " + reason + "\n";
     return out;
 }
 
