@@ -1,5 +1,6 @@
 #include "data.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdio>
 #include <cstring>
@@ -37,6 +38,30 @@ void Fill(char* to, int width, const char* from) {
 }
 
 }  // namespace
+
+Sizes SizesToTime(uint32_t records) {
+    auto atMost = [records](double share, uint32_t most) {
+        return std::clamp(static_cast<uint32_t>(records * share), 1u, most);
+    };
+    return {.records = records,
+            .lookups = atMost(2, 200000),
+            .ranges = atMost(0.05, 5000),
+            .changes = atMost(0.1, 100000),
+            .updates = atMost(0.5, 200000),
+            .appends = atMost(1, 300000),
+            .memos = atMost(0.2, 20000),
+            .binds = 2000000};
+}
+
+Sizes SizesToCount(uint32_t records) {
+    Sizes few = SizesToTime(records);
+    few.lookups = std::min(few.lookups, 2000u);
+    few.ranges = std::min(few.ranges, 50u);
+    few.appends = few.updates = std::min(few.updates, 2000u);
+    few.memos = std::min(few.memos, 500u);
+    few.binds = 2000;
+    return few;
+}
 
 Person PersonOf(uint32_t number) {
     Person person{};
@@ -105,18 +130,18 @@ void CreateData(const char* name) {
 
 void MakeDataFile() {
     CreateData(DataName);
-    int16_t data = OpenData(DataName);
+    int64_t first = FirstRecordAt();
+    FILE* file = fopen(DataName, "r+b");
+    Check(file && fseek(file, 4, SEEK_SET) == 0, DataName);
+    for (int shift = 0; shift < 32; shift += 8) fputc(static_cast<int>(sizes.records >> shift & 0xFF), file);
+    fseek(file, first, SEEK_SET);
     for (uint32_t i = 1; i <= sizes.records; i++) {
         Person person = PersonOf(i);
-        uint32_t record;
-        ZBDDFPUT(data, 0, person.name);
-        ZBDDFPUT(data, 1, person.text);
-        ZBDDFPUT(data, 2, &person.amount);
-        ZBDDFPUTS(data, 3, person.date);
-        ZBDDFPUT(data, 4, &person.flag);
-        CheckCode(ZBDDRPUT(data, &record, 0), "making the data file");
+        fprintf(file, " %s%s%*.2f%s%c", person.name, person.text, AmountWidth, person.amount, person.date,
+                person.flag ? 'T' : 'F');
     }
-    CheckCode(ZBDDCLOSE(data), "making the data file");
+    fputc(0x1A, file);
+    Check(fclose(file) == 0, DataName);
 }
 
 int64_t FirstRecordAt() {

@@ -46,14 +46,42 @@ void Sortable(double amount, unsigned char (&bytes)[8]);
 // `count` keys of records drawn from `first` on, `range` of them.
 std::vector<Key> DrawKeys(size_t count, uint32_t first, uint32_t range);
 
-// The sizes of one run.
+// How much is done at one size of the data set.
 struct Sizes {
     uint32_t records;
     uint32_t lookups;
-    uint32_t adds;
+    uint32_t ranges;
+    uint32_t changes;  // adds or deletes
+    uint32_t updates;
+    uint32_t appends;
     uint32_t memos;
+    uint32_t binds;
 };
 extern Sizes sizes;
+
+// What is done when times are taken of that many records; and what is enough to
+// count instructions and calls.
+Sizes SizesToTime(uint32_t records);
+Sizes SizesToCount(uint32_t records);
+
+// Beyond this, workloads whose times only follow that of the look-up aren't run.
+inline constexpr uint32_t Million = 1000000;
+
+// Something that is made at the first use, and again for another size.
+template <class T>
+class PerSize {
+  public:
+    template <class Make>
+    const T& Get(Make make) {
+        if (madeFor != sizes.records) value = make();
+        madeFor = sizes.records;
+        return value;
+    }
+
+  private:
+    T value;
+    uint32_t madeFor = 0;
+};
 
 // The files that all workloads read, in the current directory.
 inline constexpr char DataName[] = "people.dbf";

@@ -150,6 +150,7 @@ void Report(const char* dataName) {
 
 int main(int argc, char** argv) {
     bench::Check(argc == 2, "usage: bench_memory DATAFILE");
+    bench::SetDay();
     bench::Report(argv[1]);
     return 0;
 }

@@ -53,6 +53,7 @@ class Lmdb {
     MDB_txn* Begin(bool readOnly);
     static void Commit(MDB_txn* txn);
     void Put(MDB_txn* txn, const void* key, size_t length, uint32_t record, unsigned flags);
+    void Delete(MDB_txn* txn, const void* key, size_t length);
 
     MDB_dbi dbi = 0;
 

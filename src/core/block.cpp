@@ -5,6 +5,9 @@
 #include "platform/platform.h"
 
 namespace zb {
+
+uint64_t blockChanges;
+
 namespace {
 
 struct Entry {
@@ -117,6 +120,7 @@ Code BlockRealloc(BlockHandle handle, size_t size) {
     Entry* entry = EntryOf(handle);
     uint64_t whole = uint64_t{size} + BlockSlack;
     if (!entry || whole > MaxBlock) return Fail("Mgralloc", ErrMemory);
+    blockChanges++;
     auto index = static_cast<uint32_t>(entry - table.entries);
     Unchain(index);
     auto* address = static_cast<uint8_t*>(platform->Reallocate(entry->address, static_cast<size_t>(whole)));
@@ -132,6 +136,7 @@ Code BlockRealloc(BlockHandle handle, size_t size) {
 Code BlockFree(BlockHandle handle) {
     Entry* entry = EntryOf(handle);
     if (!entry) return CurrentCode();
+    blockChanges++;
     auto index = static_cast<uint32_t>(entry - table.entries);
     Unchain(index);
     platform->Free(entry->address);

@@ -39,30 +39,37 @@ void* BlockPeek(BlockHandle handle);
 // The bytes of a block, the slack among them; 0 for a handle that names none.
 size_t BlockSize(BlockHandle handle);
 
+// Counts the frees and reallocations, by which alone an address goes bad: one
+// found at the same count is still the block's.
+extern uint64_t blockChanges;
+
 // A block handle with its address. It lives in zero-filled control blocks, so it
 // has no destructor: close operations free what they own.
 template <class T>
 struct Block {
     BlockHandle memory;
+    uint32_t elements;  // that the block was last seen to hold
     T* data;
+    uint64_t foundAt;  // blockChanges at that look-up
 
     Code Alloc(size_t count) {
         data = nullptr;
         if (Code code = BlockAlloc(&memory, count * sizeof(T)); code < 0) return code;
-        data = static_cast<T*>(BlockPeek(memory));
+        Keep(BlockPeek(memory), count);
         return 0;
     }
     // On failure the block is as it was.
     Code Resize(size_t count) {
         if (Code code = BlockRealloc(memory, count * sizeof(T)); code < 0) return code;
-        data = static_cast<T*>(BlockPeek(memory));
+        Keep(BlockPeek(memory), count);
         return 0;
     }
-    // Finds the address anew, as each bind does: the host may have freed or
+    // Makes sure of the address, as each bind does: the host may have freed or
     // resized a block whose handle it was given. One that no longer holds `count`
     // elements can't be used.
     Code Lock(size_t count = 0) {
-        data = static_cast<T*>(BlockAddress(memory, count * sizeof(T)));
+        if (!data || foundAt != blockChanges || count > elements)
+            Keep(BlockAddress(memory, count * sizeof(T)), count);
         return data ? Code{0} : ErrLockBlock;
     }
     void Free() {
@@ -71,6 +78,13 @@ struct Block {
         data = nullptr;
     }
     T& operator[](ptrdiff_t index) const { return data[index]; }
+
+  private:
+    void Keep(void* address, size_t count) {
+        data = static_cast<T*>(address);
+        elements = static_cast<uint32_t>(count);
+        foundAt = blockChanges;
+    }
 };
 
 }  // namespace zb

@@ -57,22 +57,19 @@ Code SlotAlloc(int16_t* handle, unsigned slotType, size_t size, void** block) {
     if (slotType < SlotData || slotType > SlotNtx) return Fail("Slotalloc", ErrBadSignature);
 
     ObjectSlot& slot = library.table[free];
-    if (BlockAlloc(&slot.blockMemory, size) < 0) {
+    if (slot.control.Alloc(size) < 0) {
         *handle = -1;
         return Pass("Slotalloc");
     }
-    slot.block = BlockPeek(slot.blockMemory);
     slot.slotType = static_cast<uint8_t>(slotType);
     library.openCount++;
-    *block = slot.block;
+    *block = slot.control.data;
     return SetCode(0);
 }
 
 void SlotRelease(int handle) {
     ObjectSlot& slot = library.table[handle];
-    BlockFree(slot.blockMemory);
-    slot.block = nullptr;
-    slot.blockMemory = 0;
+    slot.control.Free();
     slot.slotType = SlotFree;
     library.openCount--;
 }
@@ -90,9 +87,8 @@ void* SlotBind(const char* unit, int handle, SlotType type, bool logBadHandle) {
         return nullptr;
     }
     ObjectSlot& slot = library.table[handle];
-    slot.block = BlockAddress(slot.blockMemory);
-    if (!slot.block) Pass(unit);
-    return slot.block;
+    if (slot.control.Lock() < 0) Pass(unit);
+    return slot.control.data;
 }
 
 }  // namespace zb

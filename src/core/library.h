@@ -20,8 +20,7 @@ enum SlotType : uint8_t {
 
 // One open object. The object's handle is the slot's index in the table.
 struct ObjectSlot {
-    void* block;              // address of the control block as the last bind found it
-    BlockHandle blockMemory;  // 0 when free
+    Block<uint8_t> control;  // its handle is 0 when free
     uint8_t slotType;
     uint8_t closedFlag;  // the platform file was given up by ZBDQCLOSE
     char fileName[128];  // never written: a reopen gets an empty name, and fails

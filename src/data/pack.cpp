@@ -101,10 +101,12 @@ int32_t ZB_CALL ZBDDPACK(int16_t* data) {
     // its records don't fit the new file.
     if (fresh->recordLength() != file->recordLength()) return Fail("Dpack", ErrRecordLength);
 
-    // One record buffer for both, until the next bind: what is read from the old
-    // file is at once what is appended to the new one.
+    // One record buffer for both: what is read from the old file is at once what is
+    // appended to the new one.
+    uint8_t* own = fresh->record.data;
     fresh->record.data = file->record.data;
     Code code = CopyRecords(*file, *fresh);
+    fresh->record.data = own;
 
     // No lock is held on the new file; the old one's goes with its close.
     SetCode(0);

@@ -108,8 +108,8 @@ Code RecordInfo(const char* unit, int handle, ZbDataRecordInfo* info, bool asHan
 
 Code DataRead(DataFile& file, uint8_t* buffer, int32_t recordNo) {
     SetCode(0);
-    if (Hseek(file.handle, file.positionOf(recordNo)) < 0) return Pass("DataRead");
-    if (Hread(file.handle, buffer, file.recordLength()) < 0) return Pass("DataRead");
+    if (HreadAt(file.handle, file.positionOf(recordNo), buffer, file.recordLength()) < 0)
+        return Pass("DataRead");
     file.currentRecord = static_cast<uint32_t>(recordNo);
     return buffer[0] == LiveFlag ? Code{0} : SetCode(WarnDeleted);
 }

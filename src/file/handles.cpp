@@ -133,6 +133,10 @@ int PfRead(uint16_t handle, void* buffer, uint32_t count, uint32_t* done) {
     return done || total == count;
 }
 
+int PfReadMapped(uint16_t handle, int64_t offset, void* buffer, uint32_t count) {
+    return platform->ReadMapped(FileOf(handle), offset, buffer, count) ? PfClearError() : 0;
+}
+
 int PfWrite(uint16_t handle, const void* buffer, uint32_t count) {
     constexpr uint32_t Piece = 4096;
     PlatformHandle file = FileOf(handle);

@@ -31,6 +31,9 @@ int PfOpen(const char* name, unsigned flags, uint16_t* handle);
 // With `done` a short read succeeds; without it only a full one does.
 int PfRead(uint16_t handle, void* buffer, uint32_t count, uint32_t* done);
 
+// Seeks and reads, where that takes no call of the system; 0 when nothing was done.
+int PfReadMapped(uint16_t handle, int64_t offset, void* buffer, uint32_t count);
+
 // Writes in pieces of 4096 bytes and then the rest, which may be of 0 bytes.
 int PfWrite(uint16_t handle, const void* buffer, uint32_t count);
 

@@ -59,6 +59,13 @@ Code Hread(uint16_t handle, void* buffer, int16_t count) {
     return HreadSome(handle, buffer, count, &done);
 }
 
+Code HreadAt(uint16_t handle, int64_t offset, void* buffer, int16_t count) {
+    if (!Pending() && buffer && count > 0 &&
+        PfReadMapped(handle, offset, buffer, static_cast<uint32_t>(count)))
+        return CurrentCode();
+    return Hseek(handle, offset) < 0 ? CurrentCode() : Hread(handle, buffer, count);
+}
+
 Code Hwrite(uint16_t handle, const void* buffer, int16_t count, bool flush) {
     if (Pending()) return Pass("Hwrite");
     if (!buffer) return Fail("Hwrite", ErrNullPointer);

@@ -24,7 +24,10 @@ Code Heof(uint16_t handle, uint8_t* atEnd);
 // ErrRead, not logged, also when fewer bytes came than were asked for.
 Code Hread(uint16_t handle, void* buffer, int16_t count);
 
-// The same where a short read is wanted: tells how many bytes came.
+// Hseek and Hread in one, with their codes.
+Code HreadAt(uint16_t handle, int64_t offset, void* buffer, int16_t count);
+
+// Hread where a short read is wanted: tells how many bytes came.
 Code HreadSome(uint16_t handle, void* buffer, int16_t count, uint32_t* done);
 
 // ErrWrite, not logged.

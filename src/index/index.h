@@ -18,6 +18,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "core/bytes.h"
 #include "core/library.h"
 
 namespace zb {
@@ -82,7 +83,14 @@ int CollateText(const uint8_t* a, const uint8_t* b, int length);
 // Compares character keys: by byte value, or by the collating sequence when
 // "asciisort" is 0.
 inline int CompareText(const uint8_t* a, const uint8_t* b, int length) {
-    return library.asciiSort ? memcmp(a, b, static_cast<size_t>(length)) : CollateText(a, b, length);
+    if (!library.asciiSort) return CollateText(a, b, length);
+    // Most keys differ in their first bytes, which compare as one number.
+    if (length >= 8) {
+        uint64_t left = LoadBe64(a);
+        uint64_t right = LoadBe64(b);
+        if (left != right) return left < right ? -1 : 1;
+    }
+    return memcmp(a, b, static_cast<size_t>(length));
 }
 
 // The same with each '?' of `a` matching any byte, and always by byte value.

@@ -22,7 +22,7 @@ Code PagePool::Write(uint16_t file, const PageBuffer& buffer) {
     return Hwrite(file, buffer.data, static_cast<int16_t>(pageSize), true);
 }
 
-Code PagePool::Get(const char* unitName, uint16_t file, uint32_t page, uint8_t** data) {
+Code PagePool::Fetch(const char* unitName, uint16_t file, uint32_t page) {
     int at = 0;
     while (at < inUse && entries[at].page != page) at++;
     if (at == inUse) {
@@ -32,14 +32,14 @@ Code PagePool::Get(const char* unitName, uint16_t file, uint32_t page, uint8_t**
         // A read that fails leaves the buffer empty, at the end of those in use.
         inUse = static_cast<int16_t>(at);
         buffer.dirty = buffer.checked = false;
-        if (Hseek(file, int64_t{page} * unit) < 0 ||
-            Hread(file, buffer.data, static_cast<int16_t>(pageSize)) < 0)
+        if (HreadAt(file, int64_t{page} * unit, buffer.data, static_cast<int16_t>(pageSize)) < 0)
             return Pass(unitName);
         buffer.page = page;
         inUse = static_cast<int16_t>(at + 1);
     }
-    std::rotate(entries, entries + at, entries + at + 1);
-    *data = entries[0].data;
+    PageBuffer front = entries[at];
+    for (; at > 0; at--) entries[at] = entries[at - 1];
+    entries[0] = front;
     return CurrentCode();
 }
 

@@ -34,7 +34,11 @@ struct PagePool {
     // given up for it is that fetched longest ago, which is written first if it
     // is dirty. The data stay where they are until the page is given up, so the
     // last pages fetched, as many as there are buffers, can be used side by side.
-    Code Get(const char* unit, uint16_t file, uint32_t page, uint8_t** data);
+    Code Get(const char* unitName, uint16_t file, uint32_t page, uint8_t** data) {
+        if ((inUse == 0 || entries[0].page != page) && Fetch(unitName, file, page) < 0) return CurrentCode();
+        *data = entries[0].data;
+        return CurrentCode();
+    }
 
     // Writes a page to the file and forgets it: the next Get reads it again.
     // ErrNoPageHeld, ErrPageNotHeld; a page whose write fails stays.
@@ -54,6 +58,7 @@ struct PagePool {
     void Forget() { inUse = 0; }
 
   private:
+    Code Fetch(const char* unitName, uint16_t file, uint32_t page);
     Code Write(uint16_t file, const PageBuffer& buffer);
 };
 

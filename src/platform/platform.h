@@ -76,6 +76,10 @@ class Platform {
     // meets the end of the file is short and succeeds.
     virtual bool Read(PlatformHandle file, void* buffer, uint32_t count, uint32_t* done) = 0;
 
+    // A seek and a read in one, where that takes no call of the system: copies all
+    // of the bytes, and the position is behind them. False when nothing was done.
+    virtual bool ReadMapped(PlatformHandle, int64_t, void*, uint32_t) { return false; }
+
     // Writes at the file's position, which moves by what was written.
     virtual bool Write(PlatformHandle file, const void* buffer, uint32_t count, uint32_t* done) = 0;
 

@@ -64,6 +64,7 @@ class PosixPlatform final : public Platform {
   public:
     PlatformHandle Open(const char* name, unsigned flags) override;
     bool Read(PlatformHandle handle, void* buffer, uint32_t count, uint32_t* done) override;
+    bool ReadMapped(PlatformHandle handle, int64_t position, void* buffer, uint32_t count) override;
     bool Write(PlatformHandle handle, const void* buffer, uint32_t count, uint32_t* done) override;
     bool Seek(PlatformHandle handle, int64_t offset, SeekFrom origin, uint32_t* position) override;
     bool SetEnd(PlatformHandle handle) override;
@@ -180,6 +181,15 @@ bool PosixPlatform::Read(PlatformHandle handle, void* buffer, uint32_t count, ui
     if (got < 0) return FailedCall();
     *done = static_cast<uint32_t>(got);
     file->position += got;
+    return true;
+}
+
+bool PosixPlatform::ReadMapped(PlatformHandle handle, int64_t position, void* buffer, uint32_t count) {
+    auto index = static_cast<uint32_t>(handle);
+    if (index >= files.count) return false;
+    File& file = files[index];
+    if (file.fd < 0 || !file.Reads() || !ImageCopy(*file.image, buffer, count, position)) return false;
+    file.position = position + count;
     return true;
 }
 

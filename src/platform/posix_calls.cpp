@@ -17,6 +17,9 @@ PosixCalls posixCalls = {
     ::ftruncate,
     [](int fd, int command, struct flock* range) { return ::fcntl(fd, command, range); },
     ::mmap,
+    [](void* address, size_t size, size_t newSize, int flags) {
+        return ::mremap(address, size, newSize, flags);
+    },
     ::munmap,
     ::madvise,
     ::unlink,

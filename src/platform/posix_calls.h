@@ -22,6 +22,7 @@ struct PosixCalls {
     int (*ftruncate)(int fd, off_t size);
     int (*lock)(int fd, int command, struct flock* range);  // fcntl with a lock command
     void* (*mmap)(void* address, size_t size, int protection, int flags, int fd, off_t position);
+    void* (*mremap)(void* address, size_t size, size_t newSize, int flags);
     int (*munmap)(void* address, size_t size);
     int (*madvise)(void* address, size_t size, int advice);
     int (*unlink)(const char* name);

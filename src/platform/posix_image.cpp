@@ -3,6 +3,7 @@
 #include <linux/magic.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -19,8 +20,15 @@ namespace {
 // and the pages copied don't count as the process's own.
 constexpr uint32_t LargestCopy = 4096;
 
-// Every position the library can name. Addresses only; no memory goes with them.
-constexpr uint64_t MappingSize = uint64_t{MaxPosition} + 1;
+// A mapping reaches beyond the end of its file, so that the file can grow into it,
+// but not far: at every change of the file's size the system looks through all of
+// the mapping that lies behind the new end, and with one that held every position
+// it would be at that for longer than at the change itself.
+constexpr int64_t MappingStep = 32 << 20;
+
+size_t SizeToMap(int64_t length) {
+    return static_cast<size_t>(std::min((length / MappingStep + 2) * MappingStep, MaxPosition + 1));
+}
 
 PosixArray<FileImage*> images;
 
@@ -73,7 +81,7 @@ int OpenAgain(int fd) {
 // made through, and that open's locks and marks, for as long as it is there: it
 // gets an open of its own, so that those of a handle end with the handle.
 bool ImageMap(FileImage& image, int fd, bool writable) {
-    if constexpr (MappingSize > SIZE_MAX / 4) return false;
+    if constexpr (SIZE_MAX / 4 < MaxPosition) return false;
     if (image.rule == MapRule::NotAsked) {
         struct statfs system {};
         bool known = posixCalls.fstatfs(fd, &system) == 0;
@@ -81,18 +89,36 @@ bool ImageMap(FileImage& image, int fd, bool writable) {
     }
     if (image.rule == MapRule::Never || (image.rule == MapRule::ByWriters && !writable)) return false;
     void* bytes = MAP_FAILED;
+    size_t size = SizeToMap(image.length);
     int again = GuardInstall() ? OpenAgain(fd) : -1;
     if (again >= 0) {
-        bytes = posixCalls.mmap(nullptr, static_cast<size_t>(MappingSize), PROT_READ,
-                                MAP_SHARED | MAP_NORESERVE, again, 0);
+        bytes = posixCalls.mmap(nullptr, size, PROT_READ, MAP_SHARED | MAP_NORESERVE, again, 0);
         posixCalls.close(again);
     }
     if (bytes == MAP_FAILED) {
         image.rule = MapRule::Never;
         return false;
     }
-    image.mapping = {static_cast<const unsigned char*>(bytes), static_cast<size_t>(MappingSize)};
+    image.mapping = {static_cast<const unsigned char*>(bytes), size};
     return true;
+}
+
+// Lets the mapping reach beyond the known end again. False when the system refuses.
+bool ImageGrow(FileImage& image) {
+    size_t size = SizeToMap(image.length);
+    void* bytes = posixCalls.mremap(const_cast<unsigned char*>(image.mapping.bytes), image.mapping.size, size,
+                                    MREMAP_MAYMOVE);
+    if (bytes == MAP_FAILED) return false;
+    image.mapping = {static_cast<const unsigned char*>(bytes), size};
+    return true;
+}
+
+// Whether a read of `size` bytes that ends at `end` may be of zeros that a cut has
+// left behind the true end.
+bool MayBeCut(const FileImage& image, const void* buffer, size_t size, int64_t end) {
+    if (image.paged || static_cast<const unsigned char*>(buffer)[size - 1] != 0) return false;
+    auto page = static_cast<int64_t>(PageSize());
+    return (end - 1) / page == (image.length - 1) / page;
 }
 
 bool RefreshLength(FileImage& image, int fd) {
@@ -156,6 +182,15 @@ void ImageRelease(FileImage& image) {
                            MADV_DONTNEED);
 }
 
+bool ImageCopy(const FileImage& image, void* buffer, uint32_t count, int64_t position) {
+    int64_t end = position + count;
+    if (position < 0 || count - 1 >= LargestCopy || end > image.length ||
+        end > static_cast<int64_t>(image.mapping.size))
+        return false;
+    return GuardedCopy(buffer, image.mapping, static_cast<size_t>(position), count) &&
+           !MayBeCut(image, buffer, count, end);
+}
+
 int64_t ImageRead(FileImage& image, int fd, bool writable, void* buffer, uint32_t count, int64_t position) {
     int64_t end = position + count;
     if (count > LargestCopy || end > MaxPosition) return ReadByCall(fd, buffer, count, position);
@@ -168,13 +203,13 @@ int64_t ImageRead(FileImage& image, int fd, bool writable, void* buffer, uint32_
         if (end > image.length) end = image.length;
     }
     auto size = static_cast<size_t>(end - position);
+    if (end > static_cast<int64_t>(image.mapping.size) && !ImageGrow(image))
+        return ReadByCall(fd, buffer, static_cast<uint32_t>(size), position);
     if (!GuardedCopy(buffer, image.mapping, static_cast<size_t>(position), size)) {
         if (!RefreshLength(image, fd)) return -1;
         return ReadByCall(fd, buffer, count, position);
     }
-    auto page = static_cast<int64_t>(PageSize());
-    if (!image.paged && static_cast<unsigned char*>(buffer)[size - 1] == 0 &&
-        (end - 1) / page == (image.length - 1) / page) {
+    if (MayBeCut(image, buffer, size, end)) {
         if (!RefreshLength(image, fd)) return -1;
         if (image.length < end) return ReadByCall(fd, buffer, count, position);
     }

@@ -45,6 +45,10 @@ void ImageHint(FileImage& image, ReadHint hint);
 // Takes the pages that reads have mapped out of the process.
 void ImageRelease(FileImage& image);
 
+// Reads what can be read without a call of the system. False when that isn't all,
+// and then `buffer` holds nothing of use.
+bool ImageCopy(const FileImage& image, void* buffer, uint32_t count, int64_t position);
+
 // Reads like pread: the bytes read, or -1 with errno. `writable` tells whether
 // the descriptor is.
 int64_t ImageRead(FileImage& image, int fd, bool writable, void* buffer, uint32_t count, int64_t position);

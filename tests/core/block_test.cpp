@@ -5,6 +5,8 @@
 #include <cstring>
 #include <vector>
 
+#include "core/library.h"
+
 namespace zb {
 namespace {
 
@@ -38,6 +40,60 @@ TEST(Block, GrowthIsZeroFilledAndKeepsTheBytes) {
     EXPECT_EQ(bytes[4 + BlockSlack - 1], 'x');
     for (size_t i = 4 + BlockSlack; i < 1000 + BlockSlack; i++) ASSERT_EQ(bytes[i], 0);
     BlockFree(handle);
+}
+
+// What the lock of a block may take for granted: the host can reach every handle.
+
+struct Attached : testing::Test {
+    Attached() {
+        library.attached = true;
+        SetCode(0);
+        EXPECT_EQ(block.Alloc(10), 0);
+    }
+    ~Attached() override {
+        SetCode(0);
+        block.Free();
+        library = {};
+    }
+    Block<uint32_t> block{};
+};
+
+TEST_F(Attached, ALockFollowsABlockThatMoves) {
+    ASSERT_EQ(block.Lock(10), 0);
+    for (size_t size = 10; size <= 10000000; size *= 10) {
+        ASSERT_EQ(BlockRealloc(block.memory, size * sizeof(uint32_t)), 0);
+        ASSERT_EQ(block.Lock(10), 0);
+        EXPECT_EQ(block.data, BlockPeek(block.memory));
+    }
+}
+
+TEST_F(Attached, ALockKnowsABlockThatWasFreed) {
+    ASSERT_EQ(block.Lock(), 0);
+    BlockFree(block.memory);
+    EXPECT_EQ(block.Lock(), ErrLockBlock);
+    EXPECT_EQ(block.data, nullptr);
+    EXPECT_EQ(block.Lock(), ErrLockBlock);
+}
+
+TEST_F(Attached, ALockKnowsABlockThatWasCut) {
+    ASSERT_EQ(BlockRealloc(block.memory, 9 * sizeof(uint32_t)), 0);
+    EXPECT_EQ(block.Lock(9), 0);
+    EXPECT_EQ(block.Lock(10), ErrLockBlock);
+}
+
+TEST_F(Attached, ALockForMoreThanTheLastOneLooksAgain) {
+    EXPECT_EQ(block.Lock(), 0);
+    EXPECT_EQ(block.Lock(10), 0);
+    EXPECT_EQ(block.Lock(11), ErrLockBlock);
+}
+
+TEST_F(Attached, ALockSurvivesTheEndOfOtherBlocks) {
+    Block<uint32_t> other{};
+    ASSERT_EQ(other.Alloc(1), 0);
+    uint32_t* before = block.data;
+    other.Free();
+    EXPECT_EQ(block.Lock(10), 0);
+    EXPECT_EQ(block.data, before);
 }
 
 }  // namespace

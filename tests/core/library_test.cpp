@@ -245,7 +245,7 @@ TEST_F(Slots, ABindKeepsAFailureAndClearsAWarning) {
 
 TEST_F(Slots, ABindOfABlockThatTheHostFreedFails) {
     Take();
-    BlockFree(library.table[0].blockMemory);
+    BlockFree(library.table[0].control.memory);
     EXPECT_EQ(SlotBind("Test", 0, SlotData, false), nullptr);
     EXPECT_EQ(CurrentCode(), ErrLockBlock);
     EXPECT_EQ(Log(), (Lines{{"Mglock", -58}, {"Test", -58}}));

@@ -179,6 +179,76 @@ TEST_F(PosixSystemCalls, ReadsByPreadWhereTheMappingIsRefused) {
     EXPECT_EQ(spies.pread.Count(), 2);
 }
 
+TEST_F(PosixSystemCalls, TheMappingGrowsWithItsFile) {
+    auto file = Open("a", Created);
+    WriteAt(file, 0, Fill(100, 'a'));
+    EXPECT_EQ(ReadAt(file, 0, 100), Fill(100, 'a'));
+    CallSpy<&PosixCalls::mremap> mremap;
+    Spies spies;
+    for (int64_t at : {int64_t{1} << 25, int64_t{1} << 26, int64_t{1} << 28, zb::MaxPosition - 100}) {
+        WriteAt(file, at, Fill(100, 'b'));
+        EXPECT_EQ(ReadAt(file, at, 100), Fill(100, 'b'));
+        EXPECT_EQ(ReadAt(file, 0, 100), Fill(100, 'a'));
+    }
+    EXPECT_EQ(mremap.Count(), 3);  // up to 64 MiB are mapped from the beginning
+    EXPECT_EQ(spies.mmap.Count(), 0);
+    EXPECT_EQ(spies.pread.Count(), 0);
+    Close(file);
+    EXPECT_EQ(spies.munmap.Count(), 1);
+}
+
+TEST_F(PosixSystemCalls, ReadsByPreadWhatTheMappingMayNotGrowTo) {
+    auto file = Open("a", Created);
+    WriteAt(file, 0, Fill(100, 'a'));
+    ReadAt(file, 0, 100);
+    WriteAt(file, 1 << 28, Fill(100, 'b'));
+    CallSpy<&PosixCalls::mremap> mremap;
+    mremap.Fail(1, ENOMEM, CallSpy<&PosixCalls::mremap>::Forever);
+    Spies spies;
+    EXPECT_EQ(ReadAt(file, 1 << 28, 100), Fill(100, 'b'));
+    EXPECT_EQ(spies.pread.Count(), 1);
+    EXPECT_EQ(ReadAt(file, 0, 100), Fill(100, 'a'));
+    EXPECT_EQ(spies.pread.Count(), 1);
+    Close(file);
+}
+
+class ReadMapped : public PosixSystemCalls {
+  protected:
+    bool Read(PlatformHandle file, int64_t position, uint32_t count) {
+        return real.ReadMapped(file, position, bytes, count);
+    }
+};
+
+TEST_F(ReadMapped, GivesWhatIsMappedAndMovesThePosition) {
+    WriteFile("a", Fill(100, 'a') + "0123456789");
+    auto file = Open("a");
+    EXPECT_FALSE(Read(file, 0, 10));  // nothing is mapped before the first read
+    ReadAt(file, 0, 1);
+    Spies spies;
+    EXPECT_TRUE(Read(file, 100, 5));
+    EXPECT_EQ(std::string(bytes, 5), "01234");
+    EXPECT_TRUE(real.Read(file, bytes, 5, &done));
+    EXPECT_EQ(std::string(bytes, 5), "56789");
+    EXPECT_EQ(spies.All(), 0);
+}
+
+TEST_F(ReadMapped, DoesNothingWhereACallIsNeeded) {
+    WriteFile("a", Fill(5000, 'a') + std::string(10, '\0'));
+    auto file = Open("a");
+    ReadAt(file, 0, 3);
+    Spies spies;
+    EXPECT_FALSE(Read(file, 5000, 11));  // beyond the known end
+    EXPECT_FALSE(Read(file, 4995, 10));  // zeros at the end
+    EXPECT_FALSE(Read(file, 0, 4097));
+    EXPECT_FALSE(Read(file, 0, 0));
+    EXPECT_FALSE(Read(file, -1, 1));
+    EXPECT_FALSE(Read(PlatformHandle::None, 0, 1));
+    EXPECT_EQ(spies.All(), 0);
+    EXPECT_TRUE(real.Read(file, bytes, 1, &done));  // the position is as it was
+    EXPECT_EQ(bytes[0], 'a');
+    EXPECT_EQ(Position(file), 4u);
+}
+
 decltype(statfs::f_type) pretended;
 
 // Lets every file system be the one that a test pretends.

@@ -19,7 +19,7 @@ IdxFile* Islock(int handle) {
 
 Code Ihget(IdxFile& index) {
     uint8_t bytes[12];
-    if (Hseek(index.handle, 0) < 0 || Hread(index.handle, bytes, sizeof bytes) < 0) return Pass("Ihget");
+    if (HreadAt(index.handle, 0, bytes, sizeof bytes) < 0) return Pass("Ihget");
     index.rootPage = LoadLe32(bytes);
     index.freeHead = LoadLe32(bytes + 4);
     index.fileEnd = LoadLe32(bytes + 8);

@@ -38,10 +38,8 @@ MdxTag* MslockTag(int32_t handle) {
 Code Mhget(MdxTag& tag) {
     MdxFile& file = *tag.file;
     uint8_t root[4];
-    if (Hseek(file.handle, 32) < 0 || Hread(file.handle, file.header + 32, 12) < 0) return Pass("Mhget");
-    if (Hseek(file.handle, int64_t{tag.headerPage} * MdxUnit) < 0 ||
-        Hread(file.handle, root, sizeof root) < 0)
-        return Pass("Mhget");
+    if (HreadAt(file.handle, 32, file.header + 32, 12) < 0) return Pass("Mhget");
+    if (HreadAt(file.handle, int64_t{tag.headerPage} * MdxUnit, root, sizeof root) < 0) return Pass("Mhget");
     tag.rootPage = LoadLe32(root);
     return CurrentCode();
 }

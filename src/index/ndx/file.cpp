@@ -19,7 +19,7 @@ NdxFile* Nslock(int handle) {
 
 Code Nhget(NdxFile& index) {
     uint8_t bytes[8];
-    if (Hseek(index.handle, 0) < 0 || Hread(index.handle, bytes, sizeof bytes) < 0) return Pass("Nhget");
+    if (HreadAt(index.handle, 0, bytes, sizeof bytes) < 0) return Pass("Nhget");
     index.rootPage = LoadLe32(bytes);
     index.pageCount = LoadLe32(bytes + 4);
     return CurrentCode();

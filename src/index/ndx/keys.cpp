@@ -7,38 +7,49 @@
 namespace zb {
 namespace {
 
-// A search key, made ready to be compared with the keys of pages.
+// A search key, made ready to be compared with the keys of pages: numbers, and the
+// first 8 bytes of texts that compare by byte value, as one number.
 class SearchKey {
   public:
-    SearchKey(const NdxFile& index, const uint8_t* key, int mode) : bytes{} {
+    SearchKey(const NdxFile& index, const uint8_t* key, int mode) {
         int keyLength = index.keyLength();
+        StoreLe64(bytes, 0);  // a key may be shorter
         memcpy(bytes, key, static_cast<size_t>(keyLength));
         if (index.keyType == NdxNumeric) {
             kind = Number;
-            sortable = SortableDouble(LoadLeDouble(bytes));
+            first = SortableDouble(LoadLeDouble(bytes));
             return;
         }
         length = static_cast<int>(strnlen(reinterpret_cast<char*>(bytes), static_cast<size_t>(keyLength)));
-        if ((mode & 4) && memchr(bytes, '?', static_cast<size_t>(length))) kind = Wild;
+        if ((mode & 4) && memchr(bytes, '?', static_cast<size_t>(length)))
+            kind = Wild;
+        else if (!library.asciiSort)
+            kind = Collated;
         if (mode & 2) length = keyLength;
+        mask = length >= 8 ? ~uint64_t{0} : length == 0 ? 0 : ~uint64_t{0} << (64 - 8 * length);
+        first = LoadBe64(bytes) & mask;
     }
 
+    // `key` has 8 bytes, if need be beyond its end.
     int Compare(const uint8_t* key) const {
+        uint64_t other;
         switch (kind) {
-            case Text: return CompareText(bytes, key, length);
-            case Wild: return CompareWild(bytes, key, length);
-            default: break;
+            case Bytes: other = LoadBe64(key) & mask; break;
+            case Number: other = SortableDouble(LoadLeDouble(key)); break;
+            case Collated: return CollateText(bytes, key, length);
+            default: return CompareWild(bytes, key, length);
         }
-        uint64_t other = SortableDouble(LoadLeDouble(key));
-        return sortable < other ? -1 : sortable > other;
+        if (first != other) return first < other ? -1 : 1;
+        return length > 8 ? memcmp(bytes + 8, key + 8, static_cast<size_t>(length - 8)) : 0;
     }
 
   private:
-    enum Kind : uint8_t { Text, Wild, Number };
+    enum Kind : uint8_t { Bytes, Number, Collated, Wild };
     KeyBuffer bytes;
-    uint64_t sortable = 0;
-    int length = 0;
-    Kind kind = Text;
+    uint64_t first = 0;
+    uint64_t mask = 0;
+    int length = 0;  // 0 for numbers
+    Kind kind = Bytes;
 };
 
 struct NdxTree {

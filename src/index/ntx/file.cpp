@@ -45,8 +45,7 @@ Code TakeLength(NtxFile& index) {
 Code Chget(NtxFile& index) {
     uint8_t bytes[VolatileEnd];
     index.lengthTaken = false;
-    if (Hseek(index.handle, VersionAt) < 0 ||
-        Hread(index.handle, bytes + VersionAt, VolatileEnd - VersionAt) < 0)
+    if (HreadAt(index.handle, VersionAt, bytes + VersionAt, VolatileEnd - VersionAt) < 0)
         return Pass("Chget");
     index.version = LoadLe16(bytes + VersionAt);
     index.rootPage = LoadLe32(bytes + RootPageAt);

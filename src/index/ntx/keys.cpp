@@ -27,7 +27,8 @@ namespace {
 // bytes as one number, and the rest only where these are equal.
 class SearchKey {
   public:
-    SearchKey(const NtxFile& index, const uint8_t* key, bool whole) : bytes{} {
+    SearchKey(const NtxFile& index, const uint8_t* key, bool whole) {
+        StoreLe64(bytes, 0);  // a key may be shorter
         length = NtxStoredKey(index, key, bytes);
         if (whole) length = index.keyLength();
         mask = length >= 8 ? ~uint64_t{0} : length == 0 ? 0 : ~uint64_t{0} << (64 - 8 * length);
