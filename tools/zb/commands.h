@@ -15,6 +15,7 @@
     COMMAND(Delete, "delete") \
     COMMAND(Recall, "recall") \
     COMMAND(Pack, "pack")     \
+    COMMAND(Diff, "diff")     \
     COMMAND(Memo, "memo")     \
     COMMAND(Index, "index")   \
     COMMAND(Find, "find")     \
