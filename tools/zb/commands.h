@@ -16,6 +16,7 @@
     COMMAND(Recall, "recall") \
     COMMAND(Pack, "pack")     \
     COMMAND(Diff, "diff")     \
+    COMMAND(Locks, "locks")   \
     COMMAND(Memo, "memo")     \
     COMMAND(Index, "index")   \
     COMMAND(Find, "find")     \
