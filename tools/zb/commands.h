@@ -15,6 +15,7 @@
     COMMAND(Delete, "delete") \
     COMMAND(Recall, "recall") \
     COMMAND(Pack, "pack")     \
+    COMMAND(Check, "check")   \
     COMMAND(Diff, "diff")     \
     COMMAND(Locks, "locks")   \
     COMMAND(Memo, "memo")     \
