@@ -16,6 +16,7 @@
     COMMAND(Recall, "recall") \
     COMMAND(Pack, "pack")     \
     COMMAND(Check, "check")   \
+    COMMAND(Repair, "repair") \
     COMMAND(Diff, "diff")     \
     COMMAND(Locks, "locks")   \
     COMMAND(Memo, "memo")     \
