@@ -1,4 +1,6 @@
 // zb diff: structure and records, by position and by key.
+#include <unistd.h>
+
 #include "tool.h"
 
 namespace test {
@@ -66,6 +68,23 @@ TEST_F(Tool, DiffOfSomeFieldsAndInShort) {
     Result brief = Zb({"diff", "a.dbf", "b.dbf", "--brief"});
     EXPECT_EQ(brief.status, 1);
     EXPECT_EQ(brief.out, "a.dbf and b.dbf differ\n");
+}
+
+TEST_F(Tool, DiffOfMemosIsOneOfTheirTexts) {
+    for (const char* name : {"a.dbf", "b.dbf"})
+        ASSERT_EQ(Zb({"create", name, "--schema", "NOTE:M"}).status, 0);
+    ASSERT_EQ(Zb({"append", "b.dbf", "NOTE=gone again"}).status, 0);
+    ASSERT_EQ(Zb({"append", "a.dbf", "NOTE=first"}).status, 0);
+    ASSERT_EQ(Zb({"append", "b.dbf", "NOTE=first"}).status, 0);
+    ASSERT_EQ(Zb({"delete", "b.dbf", "1"}).status, 0);
+    ASSERT_EQ(Zb({"pack", "b.dbf"}).status, 0);
+    EXPECT_EQ(Zb({"diff", "a.dbf", "b.dbf"}).status, 0);
+    ASSERT_EQ(Zb({"set", "b.dbf", "1", "NOTE=other"}).status, 0);
+    EXPECT_NE(Zb({"diff", "a.dbf", "b.dbf"}).out.find("    NOTE: 'first' -> 'other'\n"), std::string::npos);
+    unlink("b.dbt");
+    Result result = Zb({"diff", "a.dbf", "b.dbf"});
+    EXPECT_EQ(result.err, "zb: b.dbf: there is no memo file b.dbt, memos compare by their numbers\n");
+    EXPECT_NE(result.out.find("    NOTE: 'first' -> '2'\n"), std::string::npos) << result.out;
 }
 
 TEST_F(Tool, DiffAsJson) {

@@ -88,7 +88,7 @@ TEST_F(Tool, CompletionInOtherShells) {
         std::string::npos);
     std::string zsh = Zb({"--completion", "zsh"}).out;
     EXPECT_EQ(zsh.rfind("#compdef zb\n", 0), 0u);
-    EXPECT_NE(zsh.find("'--deleted[Deleted records ]:skip|include|only:(skip include only)'"),
+    EXPECT_NE(zsh.find("'--deleted[Deleted records]:skip|include|only:(skip include only)'"),
               std::string::npos);
     EXPECT_EQ(Zb({"--completion", "csh"}).status, 2);
     for (const char* shell : {"zsh", "fish"}) {

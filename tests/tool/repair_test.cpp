@@ -150,9 +150,11 @@ TEST_F(Tool, RepairCopiesWhatIsSoundToTheNewPlace) {
     ASSERT_EQ(Zb({"index", "create", "t.dbf", "t.ndx", "--on", "NAME"}).status, 0);
     table[4] = 5;
     WriteFile("t.dbf", table);
+    WriteFile("t.cpg", "CP850\n");
     Result result = Zb({"repair", "t.dbf"});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(ReadFile("repaired/t.ndx"), ReadFile("t.ndx"));
+    EXPECT_EQ(ReadFile("repaired/t.cpg"), "CP850\n");
     EXPECT_EQ(Zb({"check", "repaired"}).status, 0);
     table[4] = 2;
     WriteFile("t.dbf", table);

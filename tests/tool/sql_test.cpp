@@ -61,6 +61,17 @@ TEST_F(Tool, SqlOfNoRecordsAndOfNoTable) {
         "SET client_encoding = 'UTF8';\nBEGIN;\nCOPY \"people\" (\"name\") FROM stdin;\n\\.\nCOMMIT;\n");
 }
 
+TEST_F(Tool, SqlOfATableThatIsCutMakesNothing) {
+    Bytes people = People();
+    WriteFile("people.dbf", people.substr(0, people.size() - 5));
+    for (const char* format : {"sqlite", "postgres"}) {
+        Result result = Zb({"export", "people.dbf", "--format", format});
+        EXPECT_EQ(result.status, 4);
+        EXPECT_NE(result.out.find("Hara"), std::string::npos);
+        EXPECT_EQ(result.out.substr(result.out.size() - 11), "\nROLLBACK;\n");
+    }
+}
+
 // Values that are hard to bring over: quotes, tabs, zero bytes, long numbers,
 // other letters, memos of lines.
 class SqlValues : public Tool {

@@ -5,15 +5,14 @@
 #include <cctype>
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 
+#include "check_report.h"
 #include "commands.h"
 #include "evaluate.h"
 #include "failure.h"
 #include "files.h"
-#include "findings.h"
 #include "index_check.h"
 #include "memo.h"
 #include "memo_check.h"
@@ -25,7 +24,6 @@ namespace tool {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 
 const std::vector<std::string> kTables{".dbf"}, kMemos{".dbt", ".fpt"},
     kIndexes{".ndx", ".ntx", ".idx", ".mdx"};
@@ -36,14 +34,6 @@ struct Options {
     bool json = false;
     OpenOptions open;
     TextOptions text;
-};
-
-// One file, and what was found in it.
-struct Checked {
-    std::string path;
-    std::string about;  // "table, 5 records of 4 fields"
-    Findings findings;
-    bool failed = false;  // couldn't be looked at
 };
 
 bool IsOneOf(const std::string& path, const std::vector<std::string>& extensions) {
@@ -66,7 +56,10 @@ class Checker {
         for (size_t number = 0; number < tables.size(); ++number) CheckTable(tables[number]);
         for (const std::string& memo : memos) CheckStrayMemo(memo);
         for (const std::string& index : indexes) CheckIndex(index);
-        return Report();
+        Output output;
+        options.json ? ShowJson(results, output) : ShowText(results, output);
+        output.Finish();
+        return static_cast<int>(StatusOf(results));
     }
 
   private:
@@ -295,87 +288,6 @@ class Checker {
             AddFault(one, number < found.broken ? "pages" : "stale", tag, found.faults[number]);
         for (const std::string& note : found.notes)
             one.findings.Add(Severity::note, "index", (tag.empty() ? "" : "tag " + tag + ": ") + note);
-    }
-
-    static std::string Verdict(uint64_t faults, uint64_t warnings) {
-        if (faults == 0 && warnings == 0) return "sound";
-        std::string text = faults > 0 ? Count(faults, "fault") : "";
-        if (warnings > 0) text += (text.empty() ? "" : ", ") + Count(warnings, "warning");
-        return text;
-    }
-
-    int Report() const {
-        uint64_t faults = 0, warnings = 0;
-        bool failed = false, damaged = false;
-        for (const Checked& one : results) {
-            faults += one.findings.Number(Severity::fault);
-            warnings += one.findings.Number(Severity::warning);
-            failed = failed || one.failed;
-            damaged = damaged || (one.findings.Number(Severity::fault) > 0 && !one.failed);
-        }
-        Output output;
-        options.json ? ShowJson(output, faults, warnings) : ShowText(output, faults, warnings);
-        output.Finish();
-        Exit status = damaged ? Exit::damaged : failed ? Exit::other : warnings > 0 ? Exit::warned : Exit::ok;
-        return static_cast<int>(status);
-    }
-
-    void ShowText(Output& output, uint64_t faults, uint64_t warnings) const {
-        for (const Checked& one : results) {
-            uint64_t own = one.findings.Number(Severity::fault);
-            output.Write(one.path + ": " + one.about + ": " +
-                         Verdict(own, one.findings.Number(Severity::warning)) + "\n");
-            for (Severity severity : {Severity::fault, Severity::warning, Severity::note})
-                ShowFindings(one, severity, output);
-        }
-        if (results.size() > 1)
-            output.Write(Count(results.size(), "file") + ": " + Verdict(faults, warnings) + "\n");
-    }
-
-    // An index that is out of date can have as many faults as the table has records.
-    static void ShowFindings(const Checked& one, Severity severity, Output& output) {
-        constexpr uint64_t kShown = 20;
-        const char* colour = !OutputColour()                 ? ""
-                             : severity == Severity::fault   ? "\x1b[1;31m"
-                             : severity == Severity::warning ? "\x1b[1;33m"
-                                                             : "\x1b[2m";
-        uint64_t number = 0;
-        for (const Finding& finding : one.findings.all()) {
-            if (finding.severity != severity || number++ >= kShown) continue;
-            output.Write(std::string("  ") + colour + SeverityName(severity) +
-                         (*colour != 0 ? "\x1b[0m: " : ": "));
-            AppendPrintable(Describe(finding), output.buffer());
-            output.Write("\n");
-        }
-        if (number > kShown)
-            output.Write("  " + std::to_string(number - kShown) + " more " + SeverityName(severity) +
-                         "s (--json tells all)\n");
-    }
-
-    void ShowJson(Output& output, uint64_t faults, uint64_t warnings) const {
-        Json files = Json::array();
-        for (const Checked& one : results) {
-            Json found = Json::array();
-            for (const Finding& finding : one.findings.all()) {
-                Json entry{{"severity", SeverityName(finding.severity)},
-                           {"code", finding.code},
-                           {"text", finding.text}};
-                if (!finding.records.empty()) {
-                    entry["count"] = finding.count;
-                    entry["records"] = finding.records;
-                }
-                if (!finding.advice.empty()) entry["advice"] = finding.advice;
-                found.push_back(entry);
-            }
-            files.push_back({{"file", one.path},
-                             {"about", one.about},
-                             {"checked", !one.failed},
-                             {"faults", one.findings.Number(Severity::fault)},
-                             {"warnings", one.findings.Number(Severity::warning)},
-                             {"findings", found}});
-        }
-        Json all{{"faults", faults}, {"warnings", warnings}, {"files", files}};
-        output.Write(all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
     }
 
     const Options& options;

@@ -1,11 +1,13 @@
 // zb diff: how two tables differ.
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 
 #include "commands.h"
 #include "failure.h"
 #include "json.h"
+#include "memo.h"
 #include "options.h"
 #include "output.h"
 #include "schema.h"
@@ -50,9 +52,10 @@ class Side {
         return found == names.end() ? SIZE_MAX : static_cast<size_t>(found - names.begin());
     }
 
-    // Memo fields compare by their block numbers, and what doesn't parse by its bytes.
+    // Memo fields have the texts that they name, and what doesn't parse its bytes.
     const Value& Get(size_t field) {
         ReadValue(data.fields()[field], data.Raw(data.fields()[field]), codec, BadValues::raw, value);
+        if (value.kind == Kind::memo) ReadMemo();
         return value;
     }
 
@@ -61,7 +64,29 @@ class Side {
     std::vector<std::string> names;
 
   private:
+    // A memo that can't be read is its number.
+    void ReadMemo() {
+        if (!sought) OpenMemos();
+        std::optional<uint32_t> block = MemoNumber(value.text);
+        if (!memos || !block || memos->Read(*block, bytes) < 0) return;
+        value.kind = Kind::text;
+        codec.Decode(WithoutSoftReturns(std::move(bytes), data.dialect(), codec), value.text);
+    }
+
+    void OpenMemos() {
+        sought = true;
+        auto path = FindMemoFile(data.path(), data.dialect(), {});
+        if (path)
+            memos.emplace(*path, data.dialect(), Access::read);
+        else
+            Say(data.path() + ": there is no memo file " + NewMemoName(data.path(), data.dialect()) +
+                ", memos compare by their numbers");
+    }
+
     Value value;
+    std::optional<MemoFile> memos;
+    bool sought = false;
+    std::string bytes;
 };
 
 // The same number in its shortest form: fields of other widths and decimals may hold it.
@@ -305,8 +330,8 @@ constexpr const char* kFooter =
     "Exit status: 0 no differences; 1 differences; 2 the tables can't be compared.\n"
     "\n"
     "Fields pair off by their names, records by their numbers or by the values of --key.\n"
-    "Values compare as what they mean: 1.50 is 1.5, in a field of any width. Memo fields\n"
-    "compare by their block numbers.\n";
+    "Values compare as what they mean: 1.50 is 1.5, in a field of any width, and\n"
+    "memo fields by their texts.\n";
 
 }  // namespace
 

@@ -112,6 +112,9 @@ class Repair {
         std::string target = Target(table);
         Write(table, target, tablePatches);
         if (!memoFile.empty()) Write(memoFile, Target(memoFile), memoPatches);
+        // What tells the encoding goes with the table.
+        if (auto encoding = FindSibling(table, ".cpg"); encoding && !options.inPlace)
+            Write(*encoding, Target(*encoding), {});
         // The making of an index takes the lock itself.
         lock.reset();
         for (const std::string& index : indexes) WriteIndex(index, target);

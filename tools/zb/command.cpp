@@ -166,8 +166,9 @@ int RunCommandLine(int argc, char** argv) {
     const Entry* only = named ? FindCommand(words[0]) : nullptr;
     if (named && only == nullptr) RefuseCommand(words[0]);
     // A command line needs the options of one command, and these take time to set up.
+    bool all = !named && words != std::vector<std::string>{"--version"};
     for (const Entry& entry : kCommands)
-        if (only == nullptr || only == &entry) entry.add(app);
+        if (all || only == &entry) entry.add(app);
     if (RunHidden(app, words)) return static_cast<int>(Exit::ok);
     try {
         app.parse(argc, argv);

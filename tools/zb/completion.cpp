@@ -16,7 +16,11 @@ std::string Join(const std::vector<std::string>& words, const char* between) {
     return text;
 }
 
-std::string FirstSentence(const std::string& help) { return help.substr(0, help.find_first_of("\n:;(")); }
+std::string FirstSentence(const std::string& help) {
+    std::string sentence = help.substr(0, help.find_first_of("\n:;("));
+    while (!sentence.empty() && sentence.back() == ' ') sentence.pop_back();
+    return sentence;
+}
 
 // In single quotes of any of the shells.
 std::string Quoted(const std::string& text) {

@@ -17,7 +17,7 @@ using pages::Le32;
 
 constexpr uint32_t kTerminatedBlock = 512;
 constexpr size_t kHead = 8;  // before the text, but for the terminated layout
-constexpr size_t kLongest = 65536;
+constexpr size_t kLongest = 131072;
 constexpr const char* kPack = "zb memo pack makes the file anew";
 
 class MemoCheck {
@@ -80,9 +80,13 @@ class MemoCheck {
             return 0;
         }
         if (layout == MemoLayout::terminated) {
-            size_t end = file.Read(at, kLongest).find('\x1A');
-            if (end == std::string::npos) trouble = "a memo that nothing ends";
-            return end + 1;
+            std::string text;
+            for (size_t size = kTerminatedBlock; size <= kLongest; size *= 4) {
+                text = file.Read(at, size);
+                if (size_t end = text.find('\x1A'); end != std::string::npos) return end + 1;
+            }
+            trouble = "a memo that nothing ends";
+            return text.size();
         }
         std::string head = file.Read(at, kHead);
         bool fpt = layout == MemoLayout::fpt;

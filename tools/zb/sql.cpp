@@ -153,7 +153,7 @@ void SqlWriter::End() {
         out += "\\.\n";
     else if (rows > 0)
         out += ";\n";
-    out += "COMMIT;\n";
+    out += scan.isBroken() ? "ROLLBACK;\n" : "COMMIT;\n";
 }
 
 }  // namespace tool

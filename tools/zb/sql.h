@@ -16,7 +16,8 @@ struct SqlOptions {
     bool addToOne = false;  // that exists: no CREATE TABLE
 };
 
-// Writes one transaction: everything arrives, or nothing.
+// Writes one transaction: everything arrives, or nothing, also when a record
+// can't be read.
 class SqlWriter {
   public:
     SqlWriter(Scan& scan, const SqlOptions& options, Output& output);
