@@ -1,4 +1,6 @@
 // zb create, append, set, delete, recall and pack: the table's bytes afterwards.
+#include <unistd.h>
+
 #include "tool.h"
 
 namespace test {
@@ -128,6 +130,68 @@ TEST_F(Tool, ValuesThatDoNotFitAreRefused) {
     EXPECT_EQ(ReadFile("t.dbf", 161, 9), " abc     ");
 }
 
+TEST_F(Tool, CreateMakesTheMemoFileToo) {
+    Result result = Today({"create", "T.DBF", "--schema", "A:C3,NOTE:M"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "zb: T.DBF: created with 2 fields, and T.DBT for its memos\n");
+    EXPECT_EQ(ReadFile("T.DBT"), Hex("01") + Fill(511) + "\x1A");
+    ASSERT_EQ(Zb({"create", "f.dbf", "--schema", "NOTE:M", "--dialect", "8", "--memo", "other.fpt"}).status,
+              0);
+    EXPECT_EQ(ReadFile("other.fpt", 0, 8), Hex("00 00 00 08 00 00 00 40"));
+    // Neither file is made where one of them may not be replaced.
+    WriteFile("u.dbt", "mine");
+    EXPECT_EQ(Zb({"create", "u.dbf", "--schema", "NOTE:M"}).status, 1);
+    EXPECT_FALSE(FileExists("u.dbf"));
+    EXPECT_EQ(ReadFile("u.dbt"), "mine");
+}
+
+TEST_F(Tool, MemoFieldsTakeTextAndKeepItsBlock) {
+    ASSERT_EQ(Zb({"create", "t.dbf", "--schema", "A:C3,NOTE:M"}).status, 0);
+    EXPECT_EQ(Zb({"append", "t.dbf", "A=x", "NOTE=Hello"}).err, "zb: t.dbf: added record 1\n");
+    EXPECT_EQ(ReadFile("t.dbf", 97), " x           1\x1A");
+    EXPECT_EQ(ReadFile("t.dbt", 512), Bytes("Hello\x1A\x1A"));
+    EXPECT_EQ(Zb({"append", "t.dbf", "A=y"}).status, 0);
+    EXPECT_EQ(Zb({"set", "t.dbf", "1", "NOTE=Bye"}).err, "zb: t.dbf: changed record 1\n");
+    EXPECT_EQ(ReadFile("t.dbf", 97, 14), " x           1");
+    EXPECT_EQ(ReadFile("t.dbt", 512, 5), Bytes("Bye\x1A\x1A"));
+    // A longer text gets a place of its own.
+    EXPECT_EQ(Zb({"set", "t.dbf", "1", "A=z", "NOTE=Much longer than that"}).status, 0);
+    EXPECT_EQ(ReadFile("t.dbf", 97, 14), " z           2");
+    EXPECT_EQ(Zb({"delete", "t.dbf", "1"}).status, 0);
+    EXPECT_EQ(Zb({"set", "t.dbf", "1", "NOTE=short"}).status, 0);
+    EXPECT_EQ(ReadFile("t.dbf", 97, 1), "*");
+    EXPECT_EQ(Zb({"export", "t.dbf", "--deleted", "include", "--no-header"}).out, "z,short,T\ny,,F\n");
+    // None at all needs no memo file.
+    unlink("t.dbt");
+    EXPECT_EQ(Zb({"set", "t.dbf", "1", "NOTE="}).status, 0);
+    EXPECT_EQ(ReadFile("t.dbf", 97, 14), "*z            ");
+    EXPECT_EQ(Zb({"append", "t.dbf", "NOTE=first again"}).status, 0);
+    EXPECT_EQ(ReadFile("t.dbt", 512), Bytes("first again\x1A\x1A"));
+}
+
+TEST_F(Tool, AMemoThatDoesNotFitStoresNothing) {
+    ASSERT_EQ(Zb({"create", "t.dbf", "--schema", "N:N2,NOTE:M"}).status, 0);
+    Bytes table = ReadFile("t.dbf"), memos = ReadFile("t.dbt");
+    Result result = Zb({"append", "t.dbf",
+                        "NOTE=a\x1A"
+                        "b"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(
+        result.err.find("NOTE: the text has bytes that a memo of this layout can't hold; nothing was stored"),
+        std::string::npos)
+        << result.err;
+    EXPECT_EQ(Zb({"append", "t.dbf", "NOTE=text", "N=100"}).status, 1);
+    EXPECT_EQ(ReadFile("t.dbf"), table);
+    EXPECT_EQ(ReadFile("t.dbt"), memos);
+    EXPECT_EQ(Zb({"append", "t.dbf",
+                  "NOTE=a\x1A"
+                  "b",
+                  "--loose"})
+                  .status,
+              0);
+    EXPECT_EQ(ReadFile("t.dbt", 512), Bytes("ab\x1A\x1A"));
+}
+
 TEST_F(Tool, DeleteAndRecallByNumbersAndRanges) {
     WriteFile("t.dbf", Table({{"A", 'C', 1}}, {" 1", " 2", " 3", " 4", " 5"}));
     EXPECT_EQ(Zb({"delete", "t.dbf", "1", "3-4"}).err, "zb: t.dbf: deleted 3 records\n");
@@ -171,7 +235,8 @@ TEST_F(Tool, PackTellsThatIndexesAreOutOfDate) {
     Bytes table = Table({{"A", 'C', 1}}, {" 1"});
     table[28] = 1;
     WriteFile("t.dbf", table);
-    EXPECT_NE(Zb({"pack", "t.dbf"}).err.find("zb: t.dbf: its indexes are out of date now\n"),
+    EXPECT_NE(Zb({"pack", "t.dbf"})
+                  .err.find("zb: t.dbf: its indexes are out of date now (zb repair makes them anew)\n"),
               std::string::npos);
 }
 

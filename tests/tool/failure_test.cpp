@@ -57,7 +57,7 @@ TEST_F(Tool, WhatIsNotThereEndsWithThree) {
     EXPECT_EQ(field.status, 3);
     EXPECT_EQ(field.err,
               "zb: t.dbf: ErrFieldName (-28): a field name that is empty, too long or unknown; there is no "
-              "field B\n");
+              "field B (zb info shows all)\n");
     EXPECT_EQ(Zb({"set", "t.dbf", "2", "A=x"}).status, 3);
     EXPECT_EQ(Zb({"set", "t.dbf", "0", "A=x"}).status, 3);
     EXPECT_EQ(Zb({"recall", "t.dbf", "2"}).status, 3);
@@ -97,7 +97,7 @@ TEST_F(Tool, ATableCutShortShowsWhatItHas) {
     EXPECT_EQ(result.status, 4);
     EXPECT_EQ(result.out, "A\nabc\ndef\n");
     EXPECT_EQ(result.err,
-              "zb: t.dbf: WarnFileSize (7): the file's length doesn't fit its header\n"
+              "zb: t.dbf: WarnFileSize (7): the file's length doesn't fit its header (zb check tells more)\n"
               "zb: t.dbf: ErrRead (-2): a read failed or was short; record 3; only the records before it are "
               "shown\n");
     result = Zb({"info", "t.dbf"});
@@ -141,7 +141,8 @@ TEST_F(Locked, AnAppendGivesWayToTheHeaderLock) {
     Result result = Zb({"append", "t.dbf", "A=x", "--wait", "0.1"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err,
-              "zb: t.dbf: ErrLockViolation (-37): a lock is held by another program; no record was added\n");
+              "zb: t.dbf: ErrLockViolation (-37): a lock is held by another program; no record was added (zb "
+              "locks shows who holds it)\n");
     EXPECT_EQ(ReadFile("t.dbf"), before);
     ZBDDUNLOCK(handle, 1, &conflict);
     EXPECT_EQ(Zb({"append", "t.dbf", "A=x", "--wait", "0.1"}).status, 0);
@@ -152,14 +153,15 @@ TEST_F(Locked, ChangesGiveWayToTheLockOfTheirRecord) {
     ASSERT_EQ(ZBDDRLOCK(handle, 2, 7, &conflict), 0);
     Result result = Zb({"set", "t.dbf", "2", "A=x", "--wait", "0.1"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(
-        result.err,
-        "zb: t.dbf: ErrLockViolation (-37): a lock is held by another program; record 2 is unchanged\n");
+    EXPECT_EQ(result.err,
+              "zb: t.dbf: ErrLockViolation (-37): a lock is held by another program; record 2 is unchanged "
+              "(zb locks shows who holds it)\n");
     EXPECT_EQ(Zb({"set", "t.dbf", "1", "A=x", "--wait", "0.1"}).status, 0);
     result = Zb({"delete", "t.dbf", "1-2", "--wait", "0.1"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err,
-              "zb: t.dbf: ErrLockViolation (-37): a lock is held by another program; record 2 is unchanged; "
+              "zb: t.dbf: ErrLockViolation (-37): a lock is held by another program; record 2 is unchanged "
+              "(zb locks shows who holds it); "
               "1 record "
               "before it deleted\n");
     EXPECT_EQ(ReadFile("t.dbf", 65), "*x   def\x1A");
@@ -174,7 +176,7 @@ TEST_F(Locked, PackWantsTheFileForItself) {
     EXPECT_EQ(
         result.err,
         "zb: t.dbf: ErrLockViolation (-37): a lock is held by another program; another program has the file "
-        "open\n");
+        "open (zb locks shows which)\n");
     EXPECT_EQ(ReadFile("t.dbf"), before);
     EXPECT_FALSE(FileExists("t.BAK"));
 }
@@ -185,7 +187,7 @@ TEST_F(Locked, AFileThatAnotherKeepsToItself) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err,
               "zb: t.dbf: ErrOpen (-46): the file couldn't be opened or created; another program may keep it "
-              "to itself\n");
+              "to itself (zb locks shows which)\n");
 }
 
 TEST_F(Tool, AFullDiskIsTold) {

@@ -184,5 +184,56 @@ TEST_F(Tool, ABarOnATerminalForLongWork) {
               "zb: t.dbf: imported 300000 records of 2 fields\n");
 }
 
+// ---- JSON lines ----
+
+TEST_F(Tool, JsonLinesBecomeATable) {
+    WriteFile(
+        "in.jsonl",
+        "{\"name\":\"Zo\\u00e9\",\"born\":\"1970-01-01\",\"amount\":1.50,\"paid\":true,\"zip\":\"12345\"}\n"
+        "\n"
+        "{\"amount\":-1.2e3,\"name\":\"Bo\",\"more\":1234567890123456.89,\"paid\":null}\r\n");
+    Result result = Zb({"import", "in.jsonl", "t.dbf"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "zb: t.dbf: imported 2 records of 6 fields\n");
+    EXPECT_EQ(SchemaOf("t.dbf"), "NAME:C3,BORN:D8,AMOUNT:N8.2,PAID:L1,ZIP:C5,MORE:N19.2");
+    EXPECT_EQ(Zb({"export", "t.dbf", "--no-header"}).out,
+              "Zoé,1970-01-01,1.50,T,12345,\nBo,,-1200.00,,,1234567890123456.89\n");
+}
+
+TEST_F(Tool, JsonLinesComeBackAsTheyWent) {
+    WriteFile("t.dbf", Table({{"A", 'C', 3}, {"N", 'N', 6, 2}, {"D", 'D', 8}, {"L", 'L', 1}},
+                             {" a\"b  1.5020240229T", "*x\ny               "}));
+    Result lines = Zb({"export", "t.dbf", "--format", "jsonl", "--deleted", "include"});
+    EXPECT_EQ(Zb({"import", "-", "u.dbf", "--format", "jsonl", "--schema", "A:C3,N:N6.2,D:D,L:L"}, lines.out)
+                  .status,
+              0);
+    EXPECT_EQ(ReadFile("u.dbf", 161), ReadFile("t.dbf", 161));
+    // Lines of a listing carry record numbers, which mean nothing here.
+    lines = Zb({"list", "t.dbf", "--json"});
+    Result added = Zb({"import", "-", "u.dbf", "--format", "jsonl", "--append"}, lines.out);
+    EXPECT_EQ(added.err, "zb: u.dbf: added 1 record of 4 fields\n");
+    EXPECT_EQ(Zb({"diff", "t.dbf", "u.dbf", "--brief"}).status, 1);
+}
+
+TEST_F(Tool, JsonLinesThatMakeNoRecord) {
+    auto refusal = [](const std::string& line) {
+        WriteFile("in.ndjson", "{\"A\":\"x\"}\n" + line + "\n");
+        Result result = Zb({"import", "in.ndjson", "t.dbf"});
+        EXPECT_NE(result.status, 0) << line;
+        EXPECT_FALSE(FileExists("t.dbf"));
+        return result.err;
+    };
+    EXPECT_EQ(refusal("nonsense"), "zb: in.ndjson, line 2: the line is no JSON\n");
+    EXPECT_EQ(refusal("{\"A\":1} x"), "zb: in.ndjson, line 2: the line is no JSON\n");
+    EXPECT_EQ(refusal("[1]"), "zb: in.ndjson, line 2: the line is no JSON object\n");
+    EXPECT_EQ(refusal("7"), "zb: in.ndjson, line 2: the line is no JSON object\n");
+    EXPECT_EQ(refusal("{\"A\":[1]}"),
+              "zb: in.ndjson, line 2: 'A' is a list or an object, which no field can hold\n");
+    WriteFile("in.ndjson", "{\"A\":\"x\"}\n{\"B\":\"x\"}\n");
+    Result unknown = Zb({"import", "in.ndjson", "t.dbf", "--schema", "A:C1"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_EQ(unknown.err, "zb: in.ndjson: there is no field for the column 'B'; t.dbf was not made\n");
+}
+
 }  // namespace
 }  // namespace test

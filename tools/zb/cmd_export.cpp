@@ -1,4 +1,5 @@
 // zb export: a table's records for other programs.
+#include <filesystem>
 #include <memory>
 
 #include "commands.h"
@@ -6,12 +7,13 @@
 #include "files.h"
 #include "output.h"
 #include "rows.h"
+#include "sql.h"
 #include "terminal.h"
 
 namespace tool {
 namespace {
 
-enum class Format { csv, json, jsonLines };
+enum class Format { csv, json, jsonLines, sqlite, postgres };
 
 struct Options {
     std::string file;
@@ -19,9 +21,26 @@ struct Options {
     Format format = Format::csv;
     std::string output;
     std::string delimiter = ",";
+    std::string table;
     bool noHeader = false;
+    bool noCreate = false;
     bool force = false;
 };
+
+// The table's name there is its file's name here.
+void WriteSql(Scan& scan, const Options& options, Output& output, Progress& progress) {
+    SqlOptions sql;
+    sql.dialect = options.format == Format::sqlite ? SqlDialect::sqlite : SqlDialect::postgres;
+    sql.table = options.table.empty() ? std::filesystem::path(options.file).stem().string() : options.table;
+    sql.addToOne = options.noCreate;
+    SqlWriter writer(scan, sql, output);
+    writer.Begin();
+    while (scan.Next()) {
+        writer.Record();
+        progress.At(scan.record());
+    }
+    writer.End();
+}
 
 void Write(Scan& scan, const Options& options, Output& output) {
     Progress progress("exporting", scan.span());
@@ -36,6 +55,8 @@ void Write(Scan& scan, const Options& options, Output& output) {
         }
         return;
     }
+    if (options.format == Format::sqlite || options.format == Format::postgres)
+        return WriteSql(scan, options, output, progress);
     bool array = options.format == Format::json;
     const char* between = array ? "[\n" : "";
     while (scan.Next()) {
@@ -65,17 +86,32 @@ void Run(const Options& options) {
 
 void AddExport(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    Command command(app, "export", "Write a table's records as CSV or JSON, in UTF-8");
+    Command command(app, "export", "Write a table's records as CSV, JSON or SQL, in UTF-8");
     command.Positional("FILE", options->file, "The table");
     command.Choice("--format", options->format,
-                   {{"csv", Format::csv}, {"json", Format::json}, {"jsonl", Format::jsonLines}},
-                   "CSV, one JSON array, or a JSON object a line (default: csv)");
-    command.Option("-o,--output", options->output, "The file to write (default: standard output)");
+                   {{"csv", Format::csv},
+                    {"json", Format::json},
+                    {"jsonl", Format::jsonLines},
+                    {"sqlite", Format::sqlite},
+                    {"postgres", Format::postgres}},
+                   "CSV, one JSON array, a JSON object a line, or SQL (default: csv)");
+    command.File("-o,--output", options->output, "The file to write (default: standard output)");
     command.Flag("--force", options->force, "Replace the output file if it exists");
     command.Option("--delimiter", options->delimiter,
                    "Between the values of CSV: one character, or tab (default: ,)");
     command.Flag("--no-header", options->noHeader, "CSV without the line of names");
+    command.Option("--table", options->table, "The table's name in SQL (default: that of the file)");
+    command.Flag("--no-create", options->noCreate, "SQL for a table that is there");
     AddScanOptions(command, options->scan);
+    command.Footer(
+        "SQL comes as one transaction. For PostgreSQL it is a COPY for psql, with names in lower\n"
+        "case and numbers as numeric. For SQLite numbers of more than 15 places come as text,\n"
+        "since it would round them.\n");
+    command.Examples(
+        "  zb export people.dbf -o people.csv\n"
+        "  zb export people.dbf --format jsonl --fields NAME,BORN | head\n"
+        "  zb export people.dbf --format sqlite | sqlite3 people.db\n"
+        "  zb export people.dbf --format postgres | psql mydb\n");
     command.Run([options] { Run(*options); });
 }
 

@@ -1,4 +1,4 @@
-// zb import: CSV into a new table, or into one that is there.
+// zb import: CSV or JSON lines into a new table, or into one that is there.
 #include <strings.h>
 #include <sys/stat.h>
 
@@ -10,6 +10,7 @@
 #include "csv.h"
 #include "failure.h"
 #include "files.h"
+#include "json_lines.h"
 #include "memo.h"
 #include "options.h"
 #include "rows.h"
@@ -19,8 +20,11 @@
 namespace tool {
 namespace {
 
+enum class Format { byName, csv, jsonLines };
+
 struct Options {
-    std::string csv;
+    Format format = Format::byName;
+    std::string input;
     std::string file;
     std::string schema;
     std::string csvEncoding = "UTF-8";
@@ -34,7 +38,7 @@ struct Options {
     TextOptions text{{}, BadText::refuse};
 };
 
-// The CSV, which is read twice when the types have to be guessed.
+// The input, which is read twice when the types have to be guessed.
 class Source {
   public:
     explicit Source(const std::string& path) : title(path) {
@@ -86,7 +90,9 @@ class Source {
 // Where each value of a row goes.
 struct Plan {
     static constexpr size_t kDeletion = SIZE_MAX;
-    std::vector<size_t> targets;  // field numbers, or kDeletion
+    static constexpr size_t kNowhere = SIZE_MAX - 1;
+    static constexpr size_t kUnknown = SIZE_MAX - 2;
+    std::vector<size_t> targets;  // field numbers, kDeletion or kNowhere
 };
 
 struct Tally {
@@ -99,27 +105,32 @@ struct Tally {
     uint64_t rows = 0;        // with values missing, or too many
 };
 
-std::string Place(const CsvReader& reader) {
+std::string Place(const RowReader& reader) {
     return reader.name() + ", line " + std::to_string(reader.line());
 }
 
-Plan MakePlan(const std::vector<Field>& fields, const std::vector<std::string>& titles,
-              const std::string& csvName) {
-    Plan plan;
-    for (const std::string& title : titles) {
+// Lines of `zb list --json` begin with their records' numbers.
+constexpr const char* kRecordColumn = "_record";
+
+// Adds the targets of the columns that the plan hasn't yet.
+void ExtendPlan(const std::vector<Field>& fields, const std::vector<std::string>& titles,
+                const std::string& source, Plan& plan) {
+    for (size_t column = plan.targets.size(); column < titles.size(); ++column) {
+        const std::string& title = titles[column];
         std::set<std::string> none;
         std::string name = FieldName(title, none);
-        size_t target = Plan::kDeletion;
-        for (size_t number = 0; number < fields.size() && target == Plan::kDeletion; ++number)
+        size_t target = title == kDeletedColumn  ? Plan::kDeletion
+                        : title == kRecordColumn ? Plan::kNowhere
+                                                 : Plan::kUnknown;
+        for (size_t number = 0; number < fields.size() && target == Plan::kUnknown; ++number)
             if (strcasecmp(fields[number].name.c_str(), title.c_str()) == 0 || fields[number].name == name)
                 target = number;
-        if (target == Plan::kDeletion && title != kDeletedColumn)
-            throw Failure(Exit::usage, csvName + ": there is no field for the column '" + title + "'");
+        if (target == Plan::kUnknown)
+            throw Failure(Exit::usage, source + ": there is no field for the column '" + title + "'");
         if (std::find(plan.targets.begin(), plan.targets.end(), target) != plan.targets.end())
-            throw Failure(Exit::usage, csvName + ": the column '" + title + "' stands twice");
+            throw Failure(Exit::usage, source + ": the column '" + title + "' stands twice");
         plan.targets.push_back(target);
     }
-    return plan;
 }
 
 Plan PlanByPosition(size_t fields) {
@@ -134,8 +145,9 @@ class Import {
         : options(chosen),
           delimiter(ParseDelimiter(chosen.delimiter)),
           csvCodec(NormalName(chosen.csvEncoding), BadText::refuse),
-          csvIsUtf8(NormalName(chosen.csvEncoding) == "UTF-8"),
-          source(chosen.csv) {}
+          csvIsUtf8(NormalName(chosen.csvEncoding) == "UTF-8" || IsJsonLines(chosen)),
+          source(chosen.input),
+          jsonLines(IsJsonLines(chosen)) {}
 
     void Run() {
         if (options.append)
@@ -145,6 +157,16 @@ class Import {
     }
 
   private:
+    static bool IsJsonLines(const Options& options) {
+        if (options.format != Format::byName) return options.format == Format::jsonLines;
+        return HasExtension(options.input, ".jsonl") || HasExtension(options.input, ".ndjson");
+    }
+
+    std::unique_ptr<RowReader> MakeReader() {
+        if (jsonLines) return std::make_unique<JsonLinesReader>(source.input(), source.name());
+        return std::make_unique<CsvReader>(source.input(), source.name(), delimiter);
+    }
+
     void MakeTable() {
         MayReplace(options.file, options.force);
         Encoding encoding = ChooseEncoding(options.text.encoding, 0, options.file);
@@ -160,8 +182,8 @@ class Import {
         }
         int dialect = options.open.dialect != 0 ? options.open.dialect : FittingDialect(fields);
         std::optional<PartFile> memoPart;
-        if (HasMemos(fields)) {
-            std::string memoName = MemoTarget(dialect);
+        if (HasMemoField(fields)) {
+            std::string memoName = MemoNameFor(options.file, dialect, options.memo);
             MayReplace(memoName, options.force);
             memoPart.emplace(memoName);
         }
@@ -172,13 +194,13 @@ class Import {
         if (open.dialect == 0) open.dialect = FittingDialect(fields);
         try {
             Data data(part.path(), Access::exclusive, open);
-            CsvReader reader(source.input(), source.name(), delimiter);
-            ReadTitles(reader, data.fields(), plan);
+            std::unique_ptr<RowReader> reader = MakeReader();
+            ReadTitles(*reader, data.fields(), plan);
             if (memoPart) {
                 memos.emplace(memoPart->path(), dialect, Access::exclusive);
                 memos->Survey(data);
             }
-            AddRows(reader, data, plan, codec, false);
+            AddRows(*reader, data, plan, codec, false);
             if (memos) memos->Close();
             data.Close();
         } catch (const Failure& failure) {
@@ -196,17 +218,17 @@ class Import {
         Data data(options.file, Access::write, options.open);
         Encoding encoding = ChooseEncoding(options.text.encoding, data.header().language, data.path());
         Codec codec(encoding.name, options.text.badText);
-        CsvReader reader(source.input(), source.name(), delimiter);
+        std::unique_ptr<RowReader> reader = MakeReader();
         Plan plan;
-        ReadTitles(reader, data.fields(), plan);
+        ReadTitles(*reader, data.fields(), plan);
         std::optional<TableLock> lock;
-        if (HasMemos(data.fields())) {
+        if (HasMemoField(data.fields())) {
             lock.emplace(data, options.open.wait);
             memos.emplace(MemoFileForWriting(data, options.memo), data.dialect(), Access::write);
             memos->Survey(data);
         }
         try {
-            AddRows(reader, data, plan, codec, !lock);
+            AddRows(*reader, data, plan, codec, !lock);
             if (memos) memos->Close();
             data.Close();
         } catch (const Failure& failure) {
@@ -218,36 +240,39 @@ class Import {
     }
 
     // The line of names, when there is one; without, values go by their position.
-    void ReadTitles(CsvReader& reader, const std::vector<Field>& fields, Plan& plan) {
+    void ReadTitles(RowReader& reader, const std::vector<Field>& fields, Plan& plan) {
+        if (reader.titles() != nullptr) return;
         std::vector<std::string> titles;
         if (!options.noHeader && reader.Next(titles)) {
             for (std::string& title : titles) title = ToUtf8(title, reader);
-            if (plan.targets.empty()) plan = MakePlan(fields, titles, source.name());
+            if (plan.targets.empty()) ExtendPlan(fields, titles, source.name(), plan);
         }
         if (plan.targets.empty()) plan = PlanByPosition(fields.size());
     }
 
     void GuessFields(Codec& codec, std::vector<Field>& fields, Plan& plan) {
         Progress progress("looking at the data", source.size());
-        CsvReader reader(source.input(), source.name(), delimiter);
+        std::unique_ptr<RowReader> made = MakeReader();
+        RowReader& reader = *made;
         std::vector<std::string> row;
         std::vector<std::string> titles;
-        if (!options.noHeader && reader.Next(row))
+        if (!options.noHeader && !jsonLines && reader.Next(row))
             for (const std::string& title : row) titles.push_back(ToUtf8(title, reader));
         std::vector<Guess> guesses(titles.size());
         while (reader.Next(row)) {
             if (row.size() > guesses.size() && (options.noHeader || titles.empty()))
                 guesses.resize(row.size());
             for (size_t column = 0; column < std::min(row.size(), guesses.size()); ++column)
-                guesses[column].See(ToUtf8(row[column], reader), codec);
+                guesses[column].See(ToUtf8(row[column], reader), codec, reader.isText(column));
             progress.At(reader.bytes());
         }
+        if (reader.titles() != nullptr) titles = *reader.titles();
         if (guesses.empty()) throw Failure(Exit::damaged, source.name() + ": there is nothing in it");
         std::set<std::string> names;
         for (size_t column = 0; column < guesses.size(); ++column) {
             bool titled = column < titles.size();
-            if (titled && titles[column] == kDeletedColumn) {
-                plan.targets.push_back(Plan::kDeletion);
+            if (titled && (titles[column] == kDeletedColumn || titles[column] == kRecordColumn)) {
+                plan.targets.push_back(titles[column] == kDeletedColumn ? Plan::kDeletion : Plan::kNowhere);
                 continue;
             }
             plan.targets.push_back(fields.size());
@@ -256,20 +281,21 @@ class Import {
         }
     }
 
-    const std::string& ToUtf8(const std::string& cell, const CsvReader& reader) {
+    const std::string& ToUtf8(const std::string& cell, const RowReader& reader) {
         if (csvIsUtf8) return cell;
         if (!csvCodec.Decode(cell, decoded))
             throw Failure(Exit::damaged, Place(reader) + ": a text isn't " + options.csvEncoding);
         return decoded;
     }
 
-    void AddRows(CsvReader& reader, Data& data, const Plan& plan, Codec& codec, bool shared) {
+    void AddRows(RowReader& reader, Data& data, Plan& plan, Codec& codec, bool shared) {
         // Others that wait for the lock get their turn in between.
         constexpr uint64_t kRowsALock = 256;
         Progress progress("importing", source.size());
         std::vector<std::string> row;
         bool locked = false;
         while (reader.Next(row)) {
+            if (reader.titles() != nullptr) ExtendPlan(data.fields(), *reader.titles(), source.name(), plan);
             bool deleted = FillRecord(reader, row, data, plan, codec);
             if (shared && !locked) data.LockForAppend();
             locked = shared;
@@ -286,9 +312,9 @@ class Import {
     }
 
     // Puts a row into the record buffer; tells whether it is a deleted one.
-    bool FillRecord(const CsvReader& reader, const std::vector<std::string>& row, Data& data,
+    bool FillRecord(const RowReader& reader, const std::vector<std::string>& row, Data& data,
                     const Plan& plan, Codec& codec) {
-        if (row.size() != plan.targets.size()) {
+        if (reader.titles() == nullptr && row.size() != plan.targets.size()) {
             if (!options.loose)
                 throw Failure(Exit::damaged, Place(reader) + ": " + Count(row.size(), "value") +
                                                  " instead of " + std::to_string(plan.targets.size()));
@@ -299,6 +325,7 @@ class Import {
         for (size_t column = 0; column < std::min(row.size(), plan.targets.size()); ++column) {
             const std::string& text = ToUtf8(row[column], reader);
             size_t number = plan.targets[column];
+            if (number == Plan::kNowhere) continue;
             if (number == Plan::kDeletion) {
                 char letter = 'F';
                 IsLogical(text, letter);
@@ -317,18 +344,7 @@ class Import {
         return deleted;
     }
 
-    static bool HasMemos(const std::vector<Field>& fields) {
-        return std::any_of(fields.begin(), fields.end(),
-                           [](const Field& field) { return field.type == 'M'; });
-    }
-
-    std::string MemoTarget(int dialect) const {
-        if (!options.memo.empty()) return options.memo;
-        // One that is there under another case would be found instead of a new one.
-        return FindMemoFile(options.file, dialect, {}).value_or(NewMemoName(options.file, dialect));
-    }
-
-    void PutMemo(const CsvReader& reader, const std::string& text, Data& data, size_t number, Codec& codec) {
+    void PutMemo(const RowReader& reader, const std::string& text, Data& data, size_t number, Codec& codec) {
         const Field& field = data.fields()[number];
         MemoFit fit = MakeMemo(text, data.dialect(), codec, bytes);
         if (fit == MemoFit::unencodable) {
@@ -342,7 +358,7 @@ class Import {
         data.Put(number, MemoPointer(bytes.empty() ? 0 : memos->Write(bytes), field.width));
     }
 
-    void NoteMisfit(Fit fit, const Field& field, const std::string& text, const CsvReader& reader) {
+    void NoteMisfit(Fit fit, const Field& field, const std::string& text, const RowReader& reader) {
         if (!Tolerated(fit, options.loose, options.text))
             throw CodeFailure(ZB_ErrFieldValue, Place(reader),
                               field.name + ": '" + text + "' " + DescribeFit(fit, field));
@@ -375,6 +391,7 @@ class Import {
     Codec csvCodec;
     bool csvIsUtf8;
     Source source;
+    bool jsonLines;
     Tally tally;
     std::optional<MemoFile> memos;
     std::string decoded;
@@ -385,9 +402,11 @@ class Import {
 
 void AddImport(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    Command command(app, "import", "Make a table from CSV, or add CSV to one");
-    command.Positional("CSV", options->csv, "The CSV file, or - for standard input");
+    Command command(app, "import", "Make a table from CSV or JSON lines, or add them to one");
+    command.Positional("INPUT", options->input, "The file to read, or - for standard input");
     command.Positional("FILE", options->file, "The table");
+    command.Choice("--format", options->format, {{"csv", Format::csv}, {"jsonl", Format::jsonLines}},
+                   "CSV, or a JSON object a line (default: jsonl for .jsonl and .ndjson, else csv)");
     command.Option("--schema", options->schema,
                    "The fields: \"NAME:C20,BORN:D,AMOUNT:N10.2,PAID:L\" (default: guessed from the data)");
     command.Flag("--append", options->append, "Add the records to a table that is there");
@@ -395,13 +414,20 @@ void AddImport(CLI::App& app) {
     command.Flag("--loose", options->loose,
                  "Store what doesn't fit as it fits (rounded, cut, blank) and tell how much that was;\n"
                  "without it the first such value ends the import");
-    command.Option("--csv-encoding", options->csvEncoding, "Encoding of the CSV (default: utf-8)");
+    command.Option("--csv-encoding", options->csvEncoding,
+                   "Encoding of the CSV (default: utf-8); JSON is always UTF-8");
     command.Option("--delimiter", options->delimiter,
                    "Between the values: one character, or tab (default: ,)");
-    command.Flag("--no-header", options->noHeader, "The CSV has no line of names");
-    command.Option("--memo", options->memo, "The memo file (default: beside the table, .DBT or .FPT)");
+    command.Flag("--no-header", options->noHeader,
+                 "The CSV has no line of names: values go by their position");
+    command.File("--memo", options->memo, "The memo file (default: beside the table, .DBT or .FPT)");
     AddTextOptions(command, options->text);
     AddOpenOptions(command, options->open);
+    command.Examples(
+        "  zb import people.csv people.dbf\n"
+        "  zb import people.csv people.dbf --schema NAME:C20,BORN:D,AMOUNT:N10.2,NOTE:M\n"
+        "  zb import more.jsonl people.dbf --append\n"
+        "  zb export old.dbf --format jsonl | zb import - new.dbf --format jsonl\n");
     command.Run([options] { Import(*options).Run(); });
 }
 

@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "files.h"
 #include "options.h"
 #include "output.h"
 #include "schema.h"
@@ -16,7 +17,7 @@ namespace tool {
 namespace {
 
 struct Options {
-    std::string file;
+    std::vector<std::string> files;
     OpenOptions open;
     TextOptions text;
     bool json = false;
@@ -76,7 +77,7 @@ std::string Title(const Field& field, Codec& codec) {
     return codec.Decode(field.name, title) ? title : field.name;
 }
 
-void ShowJson(const Data& data, const Encoding& encoding, const Counts& counts, Output& output) {
+nlohmann::ordered_json ToJson(const Data& data, const Encoding& encoding, const Counts& counts) {
     Codec codec(encoding.name, BadText::replace);
     const Header& header = data.header();
     nlohmann::ordered_json fields = nlohmann::ordered_json::array();
@@ -85,25 +86,24 @@ void ShowJson(const Data& data, const Encoding& encoding, const Counts& counts, 
                           {"type", std::string(1, field.type)},
                           {"width", field.width},
                           {"decimals", field.decimals}});
-    nlohmann::ordered_json info{{"file", data.path()},
-                                {"version", header.version},
-                                {"dialect", data.dialect()},
-                                {"dialectName", DialectName(data.dialect())},
-                                {"memo", data.hasMemo()},
-                                {"production", header.production},
-                                {"encoding", encoding.name},
-                                {"encodingReason", encoding.reason},
-                                {"date", DescribeDate(header.date)},
-                                {"dateBytes", DateBytes(header.date)},
-                                {"records", data.count()},
-                                {"live", counts.live},
-                                {"deleted", counts.deleted},
-                                {"headerLength", header.length},
-                                {"recordLength", header.recordLength},
-                                {"fileLength", std::filesystem::file_size(data.path())},
-                                {"lengthFits", data.lengthFits()},
-                                {"fields", fields}};
-    output.Write(info.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+    return {{"file", data.path()},
+            {"version", header.version},
+            {"dialect", data.dialect()},
+            {"dialectName", DialectName(data.dialect())},
+            {"memo", data.hasMemo()},
+            {"production", header.production},
+            {"encoding", encoding.name},
+            {"encodingReason", encoding.reason},
+            {"date", DescribeDate(header.date)},
+            {"dateBytes", DateBytes(header.date)},
+            {"records", data.count()},
+            {"live", counts.live},
+            {"deleted", counts.deleted},
+            {"headerLength", header.length},
+            {"recordLength", header.recordLength},
+            {"fileLength", std::filesystem::file_size(data.path())},
+            {"lengthFits", data.lengthFits()},
+            {"fields", fields}};
 }
 
 void ShowText(const Data& data, const Encoding& encoding, const Counts& counts, bool dialectGiven,
@@ -142,30 +142,60 @@ void ShowText(const Data& data, const Encoding& encoding, const Counts& counts, 
     table.Finish();
 }
 
-void Run(const Options& options) {
-    Data data(options.file, Access::read, options.open);
-    Encoding encoding = ChooseEncoding(options.text.encoding, data.header().language, data.path());
-    Counts counts = CountRecords(data);
+// Of one file an object, of several a list.
+class Report {
+  public:
+    explicit Report(const Options& chosen) : options(chosen) {}
+
+    void Run() {
+        std::vector<std::string> files = ExpandNames(options.files);
+        for (const std::string& file : files) Show(file);
+        if (options.json) {
+            nlohmann::ordered_json& shown = files.size() == 1 ? all[0] : all;
+            output.Write(shown.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+        }
+        output.Finish();
+        if (broken.status != Exit::ok)
+            throw Failure(broken.status, broken.broken + "; the count ends before it");
+    }
+
+  private:
+    void Show(const std::string& file) {
+        Data data(file, Access::read, options.open);
+        Encoding encoding = ChooseEncoding(options.text.encoding, data.header().language, data.path());
+        Counts counts = CountRecords(data);
+        if (options.json) {
+            all.push_back(ToJson(data, encoding, counts));
+        } else {
+            if (any) output.Write("\n");
+            ShowText(data, encoding, counts, options.open.dialect != 0, output);
+        }
+        any = true;
+        if (!data.lengthFits())
+            Say(data.path() + ": " + DescribeCode(ZB_WarnFileSize) + " (zb check tells more)");
+        if (counts.status != Exit::ok) broken = counts;
+    }
+
+    const Options& options;
     Output output;
-    if (options.json)
-        ShowJson(data, encoding, counts, output);
-    else
-        ShowText(data, encoding, counts, options.open.dialect != 0, output);
-    output.Finish();
-    if (!data.lengthFits()) Say(data.path() + ": " + DescribeCode(ZB_WarnFileSize));
-    if (counts.status != Exit::ok) throw Failure(counts.status, counts.broken + "; the count ends before it");
-}
+    nlohmann::ordered_json all = nlohmann::ordered_json::array();
+    Counts broken;
+    bool any = false;
+};
 
 }  // namespace
 
 void AddInfo(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    Command command(app, "info", "Show a table's dialect, version, dates, counts and fields");
-    command.Positional("FILE", options->file, "The table");
-    command.Flag("--json", options->json, "As one JSON object");
+    Command command(app, "info", "Show tables' dialect, version, dates, counts and fields");
+    command.Rest("FILE", options->files, "Tables; directories and patterns, too");
+    command.Flag("--json", options->json, "As JSON: an object, or a list of them for several tables");
     command.Option("--encoding", options->text.encoding, "Encoding of the table's text");
     AddOpenOptions(command, options->open);
-    command.Run([options] { Run(*options); });
+    command.Examples(
+        "  zb info people.dbf\n"
+        "  zb info *.dbf --json\n");
+    command.Run([options] { Report(*options).Run(); });
 }
 
 }  // namespace tool

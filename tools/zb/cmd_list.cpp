@@ -78,6 +78,10 @@ void AddList(CLI::App& app) {
     command.Flag("--json", options->json, "As JSON, one object a line");
     command.Flag("--full", options->full, "All of a memo's text, and not only its first line");
     AddScanOptions(command, options->scan);
+    command.Examples(
+        "  zb list people.dbf\n"
+        "  zb list people.dbf --records 10-20 --fields NAME,BORN\n"
+        "  zb list people.dbf --deleted only --json\n");
     command.Run([options] { Run(*options); });
 }
 

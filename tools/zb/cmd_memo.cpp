@@ -173,15 +173,6 @@ uint32_t CopyMemos(Data& table, MemoFile& from, MemoFile& to, bool dropDamaged) 
     return dropped;
 }
 
-// Gives a file a second name, in the place of what had it before.
-void KeepAs(const std::string& path, const std::string& backup) {
-    unlink(backup.c_str());
-    std::error_code error;
-    std::filesystem::create_hard_link(path, backup, error);
-    if (error) std::filesystem::copy_file(path, backup, error);
-    if (error) throw CodeFailure(ZB_ErrAccess, backup, error.message() + "; nothing was changed");
-}
-
 // Both files are made anew beside the old ones, which stay as they are until
 // every text is in its new place, and afterwards under other names.
 void Pack(const Options& options) {
@@ -235,7 +226,7 @@ void AddPlace(Command& command, Options& options) {
 }
 
 void AddFiles(Command& command, Options& options) {
-    command.Option("--memo", options.memo, "The memo file (default: beside the table, .DBT or .FPT)");
+    command.File("--memo", options.memo, "The memo file (default: beside the table, .DBT or .FPT)");
     AddOpenOptions(command, options.open);
 }
 
@@ -244,12 +235,18 @@ void AddFiles(Command& command, Options& options) {
 void AddMemo(CLI::App& app) {
     CLI::App* group = app.add_subcommand("memo", "Show, write and pack the texts of memo fields");
     group->require_subcommand(1);
+    group->footer(
+        "Examples:\n"
+        "  zb memo show people.dbf 3 NOTE\n"
+        "  zb memo put people.dbf 3 NOTE --from note.txt\n"
+        "  zb memo pack people.dbf\n");
 
     auto shown = std::make_shared<Options>();
     Command show(*group, "show", "Write a memo's text to standard output, in UTF-8");
     AddPlace(show, *shown);
     AddTextOptions(show, shown->text);
     AddFiles(show, *shown);
+    show.Examples("  zb memo show people.dbf 3 NOTE\n");
     show.Run([shown] { Show(*shown); });
 
     auto given = std::make_shared<Options>();
@@ -257,10 +254,13 @@ void AddMemo(CLI::App& app) {
     Command put(*group, "put", "Store a memo's text: an argument, a file, or standard input, in UTF-8");
     AddPlace(put, *given);
     put.Rest("TEXT", given->words, "The text; an empty one makes the field blank", true);
-    put.Option("--from", given->from, "The file the text is in, or - for standard input");
+    put.File("--from", given->from, "The file the text is in, or - for standard input");
     put.Flag("--loose", given->loose, "Store of a text that doesn't fit what does");
     AddTextOptions(put, given->text);
     AddFiles(put, *given);
+    put.Examples(
+        "  zb memo put people.dbf 3 NOTE 'Called twice.'\n"
+        "  zb memo put people.dbf 3 NOTE --from note.txt\n");
     put.Run([given] { Put(*given); });
 
     auto packed = std::make_shared<Options>();
@@ -269,6 +269,7 @@ void AddMemo(CLI::App& app) {
     pack.Positional("FILE", packed->file, "The table");
     pack.Flag("--drop-damaged", packed->dropDamaged, "Leave out memos that can't be read");
     AddFiles(pack, *packed);
+    pack.Examples("  zb memo pack people.dbf\n");
     pack.Run([packed] { Pack(*packed); });
 }
 

@@ -11,12 +11,12 @@ namespace tool {
 namespace {
 
 struct Options {
-    std::string file;
+    std::vector<std::string> files;
     OpenOptions open;
 };
 
-void Run(const Options& options) {
-    Data data(options.file, Access::exclusive, options.open);
+void Pack(const std::string& file, const Options& options) {
+    Data data(file, Access::exclusive, options.open);
     Encoding encoding = ChooseEncoding("", data.header().language, data.path());
     bool indexed = data.header().production == 1;
     std::string backup = WithExtension(data.path(), ".BAK");
@@ -34,7 +34,11 @@ void Run(const Options& options) {
         "; the old file is kept as " + backup);
     // Pack writes a header of its own, where the language byte is 0.
     if (data.header().language != 0) StateEncoding(data.path(), encoding);
-    if (indexed) Say(data.path() + ": its indexes are out of date now");
+    if (indexed) Say(data.path() + ": its indexes are out of date now (zb repair makes them anew)");
+}
+
+void Run(const Options& options) {
+    for (const std::string& file : ExpandNames(options.files)) Pack(file, options);
 }
 
 }  // namespace
@@ -42,8 +46,9 @@ void Run(const Options& options) {
 void AddPack(CLI::App& app) {
     auto options = std::make_shared<Options>();
     Command command(app, "pack", "Remove deleted records for good; the old file stays as .BAK");
-    command.Positional("FILE", options->file, "The table");
+    command.Rest("FILE", options->files, "Tables; directories and patterns, too");
     AddOpenOptions(command, options->open);
+    command.Examples("  zb pack people.dbf\n");
     command.Run([options] { Run(*options); });
 }
 

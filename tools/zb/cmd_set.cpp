@@ -1,6 +1,7 @@
 // zb set: other values in a record.
 #include <memory>
 
+#include "assign.h"
 #include "commands.h"
 #include "failure.h"
 #include "options.h"
@@ -15,6 +16,7 @@ struct Options {
     std::vector<std::string> values;
     OpenOptions open;
     TextOptions text{{}, BadText::refuse};
+    std::string memo;
     bool loose = false;
 };
 
@@ -24,13 +26,17 @@ void Run(const Options& options) {
     RequireRecord(data, options.record);
     Encoding encoding = ChooseEncoding(options.text.encoding, data.header().language, data.path());
     Codec codec(encoding.name, options.text.badText);
-    data.LockRecord(options.record);
+    Assigner assigner(data, assignments, codec);
+    if (assigner.hasMemos())
+        assigner.OpenMemos(options.memo, options.open.wait);
+    else
+        data.LockRecord(options.record);
     bool deleted = data.Read(options.record);
-    Assign(data, assignments, codec, options.loose, options.text);
+    assigner.Assign(options.loose, options.text);
     data.Update(options.record);
     // An update makes a record live; one that was deleted stays so.
     if (deleted) data.Delete(options.record);
-    data.UnlockRecord(options.record);
+    if (!assigner.hasMemos()) data.UnlockRecord(options.record);
     data.Close();
     Say(data.path() + ": changed record " + std::to_string(options.record) +
         (deleted ? ", which is deleted" : ""));
@@ -45,8 +51,13 @@ void AddSet(CLI::App& app) {
     command.Positional("RECORD", options->record, "The record's number, from 1");
     command.Rest("FIELD=VALUE", options->values, "The new values; nothing behind the = makes a field blank");
     command.Flag("--loose", options->loose, "Store values that don't fit as they fit");
+    command.File("--memo", options->memo, "The memo file (default: beside the table, .DBT or .FPT)");
     AddTextOptions(command, options->text);
     AddOpenOptions(command, options->open);
+    command.Footer("A memo field takes its text, which goes to the memo file.\n");
+    command.Examples(
+        "  zb set people.dbf 3 NAME=Smyth AMOUNT=\n"
+        "  zb set people.dbf 3 'NOTE=Called twice.'\n");
     command.Run([options] { Run(*options); });
 }
 

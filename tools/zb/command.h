@@ -22,6 +22,8 @@ class Command {
     // What has to be given, in this order and without a name of its own.
     void Positional(const std::string& name, std::string& value, const std::string& help);
     void Positional(const std::string& name, uint32_t& value, const std::string& help);
+    // The same of what may be left out.
+    void MayFollow(const std::string& name, std::string& value, const std::string& help);
     // All that follows: at least one of them, unless none is fine too.
     void Rest(const std::string& name, std::vector<std::string>& values, const std::string& help,
               bool noneIsFine = false);
@@ -32,6 +34,8 @@ class Command {
     void Option(const std::string& name, int& value, int lowest, int highest, const std::string& help);
     void Option(const std::string& name, double& value, double lowest, double highest,
                 const std::string& help);
+    // The same of a file's name.
+    void File(const std::string& name, std::string& value, const std::string& help);
     // Given any number of times, each with one value.
     void Repeated(const std::string& name, std::vector<std::string>& values, const std::string& help);
     // Values separated by commas.
@@ -51,10 +55,13 @@ class Command {
             name, words, [&value, values](size_t index) { value = values[index]; }, help);
     }
 
-    // What help tells behind the options.
+    // What help tells behind the options, and examples, one line each, behind that.
     void Footer(const std::string& text);
+    void Examples(const std::string& lines);
 
     void Run(std::function<void()> body);
+    // The same for a body whose outcome is the exit status.
+    void RunForStatus(std::function<int()> body);
 
   private:
     void Word(const std::string& name, const std::vector<std::string>& words,

@@ -4,25 +4,29 @@
 
 #include "command.h"
 
-#define ZB_COMMANDS(COMMAND) \
-    COMMAND(Info)            \
-    COMMAND(List)            \
-    COMMAND(Export)          \
-    COMMAND(Import)          \
-    COMMAND(Create)          \
-    COMMAND(Append)          \
-    COMMAND(Set)             \
-    COMMAND(Delete)          \
-    COMMAND(Recall)          \
-    COMMAND(Pack)            \
-    COMMAND(Memo)            \
-    COMMAND(Index)           \
-    COMMAND(Find)            \
-    COMMAND(Eval)
+#define ZB_COMMANDS(COMMAND)  \
+    COMMAND(Info, "info")     \
+    COMMAND(List, "list")     \
+    COMMAND(Export, "export") \
+    COMMAND(Import, "import") \
+    COMMAND(Create, "create") \
+    COMMAND(Append, "append") \
+    COMMAND(Set, "set")       \
+    COMMAND(Delete, "delete") \
+    COMMAND(Recall, "recall") \
+    COMMAND(Pack, "pack")     \
+    COMMAND(Check, "check")   \
+    COMMAND(Repair, "repair") \
+    COMMAND(Diff, "diff")     \
+    COMMAND(Locks, "locks")   \
+    COMMAND(Memo, "memo")     \
+    COMMAND(Index, "index")   \
+    COMMAND(Find, "find")     \
+    COMMAND(Eval, "eval")
 
 namespace tool {
 
-#define ZB_DECLARE(name) void Add##name(CLI::App& app);
+#define ZB_DECLARE(function, name) void Add##function(CLI::App& app);
 ZB_COMMANDS(ZB_DECLARE)
 #undef ZB_DECLARE
 

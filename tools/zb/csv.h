@@ -7,12 +7,14 @@
 #include <string_view>
 #include <vector>
 
+#include "row_reader.h"
+
 namespace tool {
 
 // Appends a value, quoted where it has to be.
 void AppendCsv(std::string_view value, char delimiter, std::string& out);
 
-class CsvReader {
+class CsvReader : public RowReader {
   public:
     // Reads from the position of `input` on; `name` is for messages.
     CsvReader(FILE* input, std::string name, char delimiter);
@@ -20,11 +22,11 @@ class CsvReader {
     // The next row; false at the end. Lines end with LF or CR LF; a last line
     // needs no end; empty lines are passed over. Quotes may stand around any
     // value, and lines and delimiters within them are text.
-    bool Next(std::vector<std::string>& row);
+    bool Next(std::vector<std::string>& row) override;
 
-    uint64_t line() const { return rowLine; }  // where the last row began
-    uint64_t bytes() const { return taken + position; }
-    const std::string& name() const { return title; }
+    uint64_t line() const override { return rowLine; }
+    uint64_t bytes() const override { return taken + position; }
+    const std::string& name() const override { return title; }
 
   private:
     int Get();

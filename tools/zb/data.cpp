@@ -12,6 +12,7 @@
 
 #include "failure.h"
 #include "files.h"
+#include "suggest.h"
 
 namespace tool {
 namespace {
@@ -208,12 +209,15 @@ void Data::Open(Access access) {
         return false;
     });
     if (code == ZB_WarnFileSize) oddLength = true;
-    if (code >= 0 && !open) throw CodeFailure(ZB_ErrLockViolation, name, "another program has the file open");
+    if (code >= 0 && !open)
+        throw CodeFailure(ZB_ErrLockViolation, name,
+                          "another program has the file open (zb locks shows which)");
     if (code >= 0) return;
     bool readable = ::access(name.c_str(), R_OK) == 0;
     if (code == ZB_ErrOpen)
-        throw CodeFailure(code, name,
-                          readable ? "another program may keep it to itself" : "permission denied");
+        throw CodeFailure(
+            code, name,
+            readable ? "another program may keep it to itself (zb locks shows which)" : "permission denied");
     std::string detail;
     if (code == ZB_ErrFileType) {
         char text[64];
@@ -253,8 +257,12 @@ void Data::Describe() {
 size_t Data::FieldNumber(const std::string& fieldName) const {
     for (size_t number = 0; number < table.size(); ++number)
         if (strcasecmp(table[number].name.c_str(), fieldName.c_str()) == 0) return number;
-    throw Failure(Exit::notFound,
-                  name + ": " + DescribeCode(ZB_ErrFieldName) + "; there is no field " + fieldName);
+    std::vector<std::string> names;
+    for (const Field& field : table) names.push_back(field.name);
+    std::string near = Nearest(fieldName, names);
+    throw Failure(Exit::notFound, name + ": " + DescribeCode(ZB_ErrFieldName) + "; there is no field " +
+                                      fieldName + (near.empty() ? "" : ", did you mean " + near + "?") +
+                                      " (zb info shows all)");
 }
 
 uint32_t Data::count() const {
@@ -305,7 +313,8 @@ void Data::LockForAppend() {
         Check(ZBDDLOCK(handle, kHeaderLock, &conflict), name);
         return conflict != kConflict;
     });
-    if (!locked) throw CodeFailure(ZB_ErrLockViolation, name, "no record was added");
+    if (!locked)
+        throw CodeFailure(ZB_ErrLockViolation, name, "no record was added (zb locks shows who holds it)");
 }
 
 void Data::UnlockForAppend() {
@@ -319,7 +328,9 @@ void Data::LockUntilClose(int16_t kind) {
         Check(ZBDDLOCK(handle, kind, &conflict), name);
         return conflict != kConflict;
     });
-    if (!locked) throw CodeFailure(ZB_ErrLockViolation, name, "the index has to wait for it");
+    if (!locked)
+        throw CodeFailure(ZB_ErrLockViolation, name,
+                          "the work has to wait for it (zb locks shows who holds it)");
 }
 
 void Data::LockRecord(uint32_t record) {
@@ -329,7 +340,8 @@ void Data::LockRecord(uint32_t record) {
         return conflict != kConflict;
     });
     if (!locked)
-        throw CodeFailure(ZB_ErrLockViolation, name, "record " + std::to_string(record) + " is unchanged");
+        throw CodeFailure(ZB_ErrLockViolation, name,
+                          "record " + std::to_string(record) + " is unchanged (zb locks shows who holds it)");
 }
 
 void Data::UnlockRecord(uint32_t record) {

@@ -14,6 +14,7 @@ enum class Exit {
     usage = 2,     // the command line makes no sense
     notFound = 3,  // a file, a field or a record that isn't there
     damaged = 4,   // the file's contents aren't what such a file has to hold
+    warned = 5,    // a check found oddities, and no damage
 };
 
 class Failure : public std::runtime_error {

@@ -1,5 +1,7 @@
 // zb index check: an index's pages against the rules of its format, and its
 // keys against the table's records.
+#include "index_check.h"
+
 #include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -29,6 +31,7 @@ class IndexCheck {
     void Show(Output& output) const;
     Json ToJson() const;
     size_t faultCount() const { return faults.size(); }
+    IndexFindings TakeFindings();
 
   private:
     using Places = std::vector<const pages::Entry*>;
@@ -198,6 +201,13 @@ Json IndexCheck::ToJson() const {
     return all;
 }
 
+IndexFindings IndexCheck::TakeFindings() {
+    const pages::Survey& survey = index.survey();
+    IndexFindings found{index.tag(), {}, survey, survey.faults.size() + survey.hazards.size(), faults, notes};
+    index.codec().Decode(survey.expression, found.expression);
+    return found;
+}
+
 // All tags of a file are looked at, since they share its pages; where one is
 // named, only its keys are compared with the records.
 void Run(const Options& options) {
@@ -244,6 +254,17 @@ void Run(const Options& options) {
     output.Finish();
     if (faults > 0) throw Failure(Exit::damaged, path + ": " + Count(faults, "fault"));
 }
+
+}  // namespace
+
+IndexFindings FindInIndex(const IndexOptions& options) {
+    IndexPages pages(options);
+    IndexCheck check(pages);
+    if (pages.data() != nullptr) check.CompareWithRecords();
+    return check.TakeFindings();
+}
+
+namespace {
 
 constexpr const char* kFooter =
     "Reads every page without the library: the order of the keys, the counts, the\n"

@@ -10,6 +10,7 @@
 #include "failure.h"
 #include "files.h"
 #include "index.h"
+#include "index_build.h"
 #include "index_commands.h"
 #include "terminal.h"
 
@@ -247,6 +248,54 @@ void Run(const Options& options) {
     place.Commit();
 }
 
+// What the index's own pages say of it, and the table of its keys' type.
+NewIndex LikeOld(const IndexPages& old, const std::string& path) {
+    constexpr size_t kNtxDecimals = 16;
+    NewIndex wanted;
+    wanted.tag = old.tag();
+    wanted.expression = old.survey().expression;
+    wanted.type = old.type();
+    wanted.length = old.survey().keyLength;
+    wanted.unique = old.survey().unique;
+    wanted.compact = old.survey().format.find("compact") != std::string::npos;
+    if (Is(old.format(), "NTX")) wanted.decimals = pages::Le16(pages::Load(path), kNtxDecimals);
+    return wanted;
+}
+
+}  // namespace
+
+void RebuildIndex(const std::string& table, const OpenOptions& open, const std::string& pattern,
+                  const std::string& target) {
+    const IndexFormat& format = FormatOf(pattern);
+    std::vector<std::string> tags =
+        format.tags != nullptr ? format.tags(pattern) : std::vector<std::string>{""};
+    std::vector<NewIndex> all;
+    for (const std::string& tag : tags) {
+        IndexOptions look;
+        look.index = pattern;
+        look.tag = tag;
+        look.data = table;
+        look.open = open;
+        all.push_back(LikeOld(IndexPages(look), pattern));
+    }
+    Data data(table, Access::read, open);
+    data.LockWhole();
+    if (Exists(target)) RefuseOpenIndex(format, target);
+    BuildPlace place(target);
+    for (const NewIndex& wanted : all) {
+        std::string title = target + (wanted.tag.empty() ? "" : " " + wanted.tag);
+        bool grown = Is(format, "NTX");
+        if (grown || !BuildMakesKeys(format, wanted))
+            Grow(format, place.path(), wanted, data);
+        else
+            Check(format.build(data.id(), place.path(), wanted, wanted.expression), title);
+        Inspect(format, place.path(), wanted, data.count(), grown, title);
+    }
+    place.Commit();
+}
+
+namespace {
+
 struct EraseOptions {
     std::string index;
     std::string tag;
@@ -323,6 +372,7 @@ void AddIndexErase(CLI::App& index) {
     Command command(index, "erase", "Erase a tag of an MDX file");
     command.Positional("INDEX", options->index, "The MDX file");
     command.Option("--tag", options->tag, "The tag, needed");
+    command.Examples("  zb index erase people.mdx --tag BORN\n");
     command.Run([options] { Erase(*options); });
 }
 

@@ -137,6 +137,9 @@ void AddIndexInfo(CLI::App& index) {
     command.Option("--data", options->index.data, "The table: tells the type of the keys");
     command.Flag("--json", options->json, "As one JSON object");
     AddIndexOptions(command, options->index);
+    command.Examples(
+        "  zb index info name.ndx\n"
+        "  zb index info people.mdx --tag NAME --json\n");
     command.Run([options] { Info(*options); });
 }
 
@@ -165,6 +168,7 @@ void AddIndexTags(CLI::App& index) {
     Command command(index, "tags", "List the tags of an MDX file");
     AddIndexName(command, options->index);
     command.Flag("--json", options->json, "As JSON, one object a line");
+    command.Examples("  zb index tags people.mdx\n");
     command.Run([options] { Tags(*options); });
 }
 

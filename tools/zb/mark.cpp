@@ -62,6 +62,7 @@ void AddMarkCommand(CLI::App& app, const std::string& name, const std::string& h
     command.Positional("FILE", options->file, "The table");
     command.Rest("RECORD", options->records, "Record numbers and ranges: 3 5-7 10-");
     AddOpenOptions(command, options->open);
+    command.Examples("  zb " + name + " people.dbf 3 5-7\n");
     command.Run([options] { Run(*options); });
 }
 

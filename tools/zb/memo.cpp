@@ -75,6 +75,15 @@ std::string NewMemoName(const std::string& tablePath, int dialect) {
     return WithExtension(tablePath, extension);
 }
 
+std::string MemoNameFor(const std::string& tablePath, int dialect, const std::string& given) {
+    if (!given.empty()) return given;
+    return FindMemoFile(tablePath, dialect, {}).value_or(NewMemoName(tablePath, dialect));
+}
+
+bool HasMemoField(const std::vector<Field>& fields) {
+    return std::any_of(fields.begin(), fields.end(), [](const Field& field) { return field.type == 'M'; });
+}
+
 std::string MemoFileForWriting(Data& data, const std::string& given) {
     if (auto path = FindMemoFile(data.path(), data.dialect(), given)) return *path;
     std::string path = given.empty() ? NewMemoName(data.path(), data.dialect()) : given;
@@ -120,7 +129,7 @@ std::string MemoPointer(uint32_t block, uint16_t width) {
     return std::string(width > digits.size() ? width - digits.size() : 0, ' ') + digits;
 }
 
-std::string WithoutSoftReturns(std::string text, int dialect, const Codec& codec) {
+std::string WithoutSoftReturns(std::string text, int dialect, Codec& codec) {
     // This library breaks no lines of counted memos, but others do.
     if (LayoutOf(dialect) == MemoLayout::fpt || dialect == ZB_DialectWideChar || codec.raw()) return text;
     for (size_t at = 0; (at = text.find(kSoftReturn, at)) != std::string::npos;) {

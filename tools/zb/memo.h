@@ -35,6 +35,12 @@ std::string MemoFileForWriting(Data& data, const std::string& given);
 // the table's own.
 std::string NewMemoName(const std::string& tablePath, int dialect);
 
+// Where a memo file for a table in the making goes: `given`, or beside it. One
+// that is there under another case would be found instead of a new one.
+std::string MemoNameFor(const std::string& tablePath, int dialect, const std::string& given);
+
+bool HasMemoField(const std::vector<Field>& fields);
+
 // An empty memo file; block size 0 takes the usual one.
 void CreateMemoFile(const std::string& path, int dialect, uint32_t blockSize = 0);
 
@@ -48,7 +54,7 @@ constexpr size_t kMemoLimit = 32765;
 
 // Takes out the marks where lines were broken for their width. In an encoding of
 // several bytes a character may end with the first byte of such a mark.
-std::string WithoutSoftReturns(std::string text, int dialect, const Codec& codec);
+std::string WithoutSoftReturns(std::string text, int dialect, Codec& codec);
 
 enum class MemoFit { exact, tooLong, unencodable, reserved };
 

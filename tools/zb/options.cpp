@@ -3,7 +3,6 @@
 #include <charconv>
 
 #include "failure.h"
-#include "terminal.h"
 
 namespace tool {
 
@@ -52,7 +51,7 @@ void AddScanOptions(Command& command, ScanOptions& options) {
     command.Option("--limit", options.limit, "At most so many records");
     command.Choice("--bad-values", options.badValues, {{"empty", BadValues::empty}, {"raw", BadValues::raw}},
                    "Values that don't parse come out empty, or as raw text (default: empty)");
-    command.Option("--memo", options.memo, "The memo file (default: beside the table, .DBT or .FPT)");
+    command.File("--memo", options.memo, "The memo file (default: beside the table, .DBT or .FPT)");
     command.Flag("--no-memo", options.noMemo, "Show the numbers of memos and not their text");
     AddTextOptions(command, options.text);
     AddOpenOptions(command, options.open);
@@ -76,37 +75,8 @@ char ParseDelimiter(const std::string& text) {
     return text[0];
 }
 
-std::vector<Assignment> ParseAssignments(const std::vector<std::string>& texts) {
-    std::vector<Assignment> assignments;
-    for (const std::string& text : texts) {
-        size_t equals = text.find('=');
-        if (equals == std::string::npos || equals == 0)
-            throw Failure(Exit::usage, "'" + text + "': write it as FIELD=VALUE");
-        assignments.push_back({text.substr(0, equals), text.substr(equals + 1)});
-    }
-    return assignments;
-}
-
 bool Tolerated(Fit fit, bool loose, const TextOptions& text) {
     return loose || (fit == Fit::unencodable && text.badText != BadText::refuse);
-}
-
-void Assign(Data& data, const std::vector<Assignment>& assignments, Codec& codec, bool loose,
-            const TextOptions& text) {
-    std::string bytes;
-    for (const Assignment& assignment : assignments) {
-        size_t number = FindField(data, assignment.field, codec);
-        const Field& field = data.fields()[number];
-        Fit fit = MakeValue(field, assignment.value, codec, bytes);
-        if (fit != Fit::exact) {
-            std::string what = field.name + ": '" + assignment.value + "' " + DescribeFit(fit, field);
-            if (!Tolerated(fit, loose, text))
-                throw CodeFailure(ZB_ErrFieldValue, data.path(),
-                                  what + "; nothing was stored (--loose stores what fits)");
-            Say(data.path() + ": " + what + "; stored is '" + bytes + "'");
-        }
-        data.Put(number, bytes);
-    }
 }
 
 }  // namespace tool

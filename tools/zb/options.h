@@ -56,18 +56,6 @@ void RequireRecord(const Data& data, uint32_t record);
 // One character, or "tab". Throws a usage failure.
 char ParseDelimiter(const std::string& text);
 
-// FIELD=VALUE, one after the other.
-struct Assignment {
-    std::string field;
-    std::string value;
-};
-std::vector<Assignment> ParseAssignments(const std::vector<std::string>& texts);
-
-// Puts the values into the record buffer. Those that don't fit throw, or with
-// `loose` are stored as they fit, which is told.
-void Assign(Data& data, const std::vector<Assignment>& assignments, Codec& codec, bool loose,
-            const TextOptions& text);
-
 // Whether a value is stored that doesn't fit: characters are lost where
 // --bad-text says so, all else needs --loose.
 bool Tolerated(Fit fit, bool loose, const TextOptions& text);

@@ -27,7 +27,8 @@ Scan::Scan(Data& table, const ScanOptions& options)
         next = range.first;
         last = std::min(last, range.last);
     }
-    if (!data.lengthFits()) Say(data.path() + ": " + DescribeCode(ZB_WarnFileSize));
+    if (!data.lengthFits())
+        Say(data.path() + ": " + DescribeCode(ZB_WarnFileSize) + " (zb check tells more)");
 }
 
 void Scan::MakeTitles() {

@@ -27,6 +27,8 @@ class Scan {
     // The next record that is to be shown; false at the end, and at a record that
     // can't be read.
     bool Next();
+    // Whether it ended at a record that can't be read.
+    bool isBroken() const { return broken.has_value(); }
     uint32_t record() const { return current; }
     bool isDeleted() const { return currentDeleted; }
     bool showsMemos() const { return !noMemo; }

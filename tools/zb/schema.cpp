@@ -116,11 +116,12 @@ std::string FieldName(std::string_view title, std::set<std::string>& taken) {
     return unique;
 }
 
-void Guess::See(std::string_view value, Codec& codec) {
+void Guess::See(std::string_view value, Codec& codec, bool isText) {
     codec.Encode(value, scratch);
     width = std::max(width, scratch.size());
     if (value.find_first_not_of(' ') == std::string_view::npos) return;
     seen = true;
+    if (isText) logical = number = false;
     char letter;
     if (logical && !IsLogical(value, letter)) logical = false;
     // Eight digits alone are more likely a number than a day.

@@ -29,7 +29,8 @@ std::string FieldName(std::string_view title, std::set<std::string>& taken);
 // Finds the narrowest field that holds every value shown to it.
 class Guess {
   public:
-    void See(std::string_view value, Codec& codec);
+    // `isText`: it is no number and no logical, whatever it looks like.
+    void See(std::string_view value, Codec& codec, bool isText = false);
     Field Result(const std::string& name) const;
 
   private:

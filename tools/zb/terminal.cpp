@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
+#include <cstring>
 
 namespace tool {
 namespace {
@@ -31,20 +31,21 @@ bool ErrorsAreTerminal() {
 
 bool OutputColour() { return OutputIsTerminal() && ColourWanted(); }
 
-void Say(const std::string& line) { std::cerr << "zb: " << line << '\n'; }
+void Say(const std::string& line) { std::fputs(("zb: " + line + "\n").c_str(), stderr); }
 
 void SayFailure(const std::string& line) {
     if (ErrorsAreTerminal() && ColourWanted())
-        std::cerr << "\x1b[1;31mzb:\x1b[0m " << line << '\n';
+        std::fputs(("\x1b[1;31mzb:\x1b[0m " + line + "\n").c_str(), stderr);
     else
         Say(line);
 }
 
 bool Confirm(const std::string& question) {
     if (isatty(STDIN_FILENO) != 1 || !ErrorsAreTerminal()) return false;
-    std::cerr << question << " [y/N] " << std::flush;
-    std::string answer;
-    std::getline(std::cin, answer);
+    std::fputs((question + " [y/N] ").c_str(), stderr);
+    char line[16] = {};
+    if (std::fgets(line, sizeof line, stdin) == nullptr) return false;
+    std::string answer(line, std::strcspn(line, "\n"));
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 

@@ -99,8 +99,16 @@ const char* LanguageEncoding(uint8_t byte) {
     return nullptr;
 }
 
+// Those above, and UTF-8: the system has them, and bytes below 128 stand for
+// themselves in all of them.
+bool IsUsual(const std::string& name) {
+    if (name == "UTF-8") return true;
+    return std::any_of(std::begin(kLanguages), std::end(kLanguages),
+                       [&](const Language& language) { return name == language.encoding; });
+}
+
 bool Known(const std::string& name) {
-    if (name == "raw") return true;
+    if (name == "raw" || IsUsual(name)) return true;
     iconv_t converter = iconv_open("UTF-8", name.c_str());
     if (converter == kNone) return false;
     iconv_close(converter);
@@ -239,19 +247,31 @@ void StateEncoding(const std::string& tablePath, const Encoding& encoding) {
     Say(name + ": written, to tell that the text of " + tablePath + " is " + encoding.name);
 }
 
-Codec::Codec(const std::string& encoding, BadText badText) : policy(badText), isRaw(encoding == "raw") {
-    if (isRaw) return;
-    decoder = iconv_open("UTF-8", encoding.c_str());
-    encoder = iconv_open(encoding.c_str(), "UTF-8");
+// Converters take time to open, and most texts need none.
+Codec::Codec(const std::string& encoding, BadText badText)
+    : name(encoding), policy(badText), isRaw(encoding == "raw"), asciiIsPlain(IsUsual(encoding)) {
+    if (!isRaw && !asciiIsPlain) Start();
+}
+
+void Codec::Start() {
+    if (started || isRaw) return;
+    started = true;
+    decoder = iconv_open("UTF-8", name.c_str());
+    encoder = iconv_open(name.c_str(), "UTF-8");
     if (decoder == kNone || encoder == kNone)
-        throw Failure(Exit::usage, encoding + ": there is no such encoding");
+        throw Failure(Exit::usage, name + ": there is no such encoding");
     byTable = FillTable();
 }
 
 Codec::~Codec() {
-    if (isRaw) return;
+    if (!started) return;
     if (decoder != kNone) iconv_close(decoder);
     if (encoder != kNone) iconv_close(encoder);
+}
+
+bool Codec::singleByte() {
+    Start();
+    return byTable;
 }
 
 // Asks for each byte alone; a byte that only begins a character means that the
@@ -301,6 +321,7 @@ bool Codec::Decode(std::string_view bytes, std::string& out) {
         out.append(bytes);
         return true;
     }
+    Start();
     bool whole;
     if (byTable) {
         whole = DecodeByTable(bytes, out);
@@ -323,6 +344,7 @@ bool Codec::Encode(std::string_view utf8, std::string& out) {
         out.append(utf8);
         return true;
     }
+    Start();
     bool whole = Convert(encoder, utf8, out, [&](std::string_view rest) -> size_t {
         uint32_t character;
         size_t length = TakeCharacter(rest, character);

@@ -42,7 +42,7 @@ class Codec {
     void operator=(const Codec&) = delete;
 
     bool raw() const { return isRaw; }
-    bool singleByte() const { return byTable; }
+    bool singleByte();
 
     // Both replace `out` and tell whether all of the text converted. Where it
     // didn't, `out` holds what the policy makes of it, nothing when that is to refuse.
@@ -50,14 +50,17 @@ class Codec {
     bool Encode(std::string_view utf8, std::string& out);
 
   private:
+    void Start();
     bool FillTable();
     bool DecodeByTable(std::string_view bytes, std::string& out) const;
 
+    std::string name;
     void* decoder = nullptr;
     void* encoder = nullptr;
     BadText policy;
-    bool isRaw = false;
-    bool asciiIsPlain = false;                // bytes below 128 stand for themselves
+    bool isRaw;
+    bool started = false;
+    bool asciiIsPlain;                        // bytes below 128 stand for themselves
     bool byTable = false;                     // one byte, one character
     std::array<std::string, 256> characters;  // empty: not a character
 };
