@@ -961,6 +961,36 @@ TEST_F(Ndx, PagesInACircleEnd) {
     ZBESCODE(0);
 }
 
+// Twelve levels, each page of which has the one below for all its five children,
+// under a header that claims a large file: five to the twelfth ways down. No call
+// goes them all.
+TEST_F(Ndx, TreesOfFewPagesAndManyWaysEnd) {
+    Make('C', 100);
+    ASSERT_EQ(ZBDNCLOSE(index), 0);
+    auto entry = [](uint32_t child, uint32_t record, const char* key) {
+        Bytes text = key;
+        text.resize(100, ' ');
+        return Le32(child) + Le32(record) + text;
+    };
+    Bytes image = ReadFile("x.ndx").substr(0, 512);
+    for (uint32_t page = 1; page <= 13; page++) {
+        uint32_t child = page < 13 ? page + 1 : 0;
+        image += Le32(4);
+        for (int i = 0; i < 4; i++) image += entry(child, child ? 0 : 1, child ? "K800" : "K100");
+        image += Le32(child);
+        image.resize((page + 1) * 512);
+    }
+    WriteFile("x.ndx", image);
+    PatchFile("x.ndx", 4, Le32(0xFFFFFFFF));
+    ASSERT_EQ(Open("x.ndx", &index), 7);
+    EXPECT_EQ(Find("K500", 0).code, -6);
+    ZBESCODE(0);
+    EXPECT_EQ(Add("K500", 1), -6);
+    ZBESCODE(0);
+    EXPECT_EQ(Delete("K500", 1), -6);
+    ZBESCODE(0);
+}
+
 TEST_F(Ndx, QuickCloseGivesUpThePlatformFile) {
     Make('C', 5);
     ASSERT_EQ(ZBDQCLOSE(), 0);

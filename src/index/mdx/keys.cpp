@@ -65,7 +65,7 @@ struct MdxTree {
 
     static Code Get(MdxTag& tag, uint32_t page, MdxPage* view) { return Mpget(tag, page, view); }
     static bool IsText(const MdxTag& tag) { return tag.keyType == 'C'; }
-    static uint32_t Pages(const MdxTag& tag) { return MdxPagesThere(*tag.file); }
+    static uint32_t PagesThere(const MdxTag& tag) { return MdxPagesThere(*tag.file); }
 };
 
 using Tree = Leaves<MdxTree>;

@@ -31,6 +31,12 @@ bool InFile(const NdxFile& index, uint32_t page) { return page >= 1 && page < in
 
 }  // namespace
 
+uint32_t NdxPagesThere(const NdxFile& index) {
+    uint32_t length = 0;
+    Hlen(index.handle, &length);
+    return std::min(index.pageCount, length / NdxPageSize);
+}
+
 Code NdxWriteRoot(NdxFile& index) { return WriteHeaderFields(index.handle, 0, {index.rootPage}); }
 
 Code NpgetRaw(NdxFile& index, uint32_t page, NdxPage* view) {
@@ -90,13 +96,12 @@ Code WalkToPage(NdxFile& index, uint32_t wanted) {
     Position& position = index.position;
     position.Start(index.rootPage, 0);
     NdxPage page;
-    uint32_t steps = 0;
+    uint32_t steps = NdxPagesThere(index);
     while (position.pathDepth >= 0 && position.top().page != wanted) {
         if (Npget(index, position.top().page, &page) < 0) return CurrentCode();
         int slot = position.top().slot;
         if (!page.isLeaf() && slot <= page.count()) {
-            if (++steps > index.pageCount || !position.Push(page.child(slot), 0))
-                return Fail("Nclose", ErrStructure);
+            if (steps-- == 0 || !position.Push(page.child(slot), 0)) return Fail("Nclose", ErrStructure);
         } else if (--position.pathDepth >= 0) {
             position.top().slot++;
         }
@@ -152,9 +157,10 @@ Code Compact(NdxFile& index) {
     if (Nhget(index) < 0) return Pass("Nclose");
     uint32_t scan = index.pageCount - 1;
     uint32_t newCount = index.freeHead;
+    uint32_t pages = NdxPagesThere(index);
     for (uint32_t steps = 0; index.freeHead != 0; steps++) {
         uint32_t free = index.freeHead;
-        if (!InFile(index, free) || steps > index.pageCount) return Fail("Nclose", ErrStructure);
+        if (!InFile(index, free) || steps > pages) return Fail("Nclose", ErrStructure);
         uint8_t link[4];
         if (Hseek(index.handle, int64_t{free} * NdxPageSize + 4) < 0 || Hread(index.handle, link, 4) < 0)
             return Pass("Nclose");

@@ -62,7 +62,7 @@ struct NdxTree {
 
     static Code Get(NdxFile& index, uint32_t page, NdxPage* view) { return Npget(index, page, view); }
     static bool IsText(const NdxFile& index) { return index.keyType == NdxCharacter; }
-    static uint32_t Pages(const NdxFile& index) { return index.pageCount; }
+    static uint32_t PagesThere(const NdxFile& index) { return NdxPagesThere(index); }
 };
 
 using Tree = Leaves<NdxTree>;

@@ -21,6 +21,7 @@ Code Npnew(NdxFile& index, NdxPage* view);                    // a page for use,
 Code Npfree(NdxFile& index, uint32_t page);
 void Npforget(NdxFile& index);
 Code NdxWriteRoot(NdxFile& index);
+uint32_t NdxPagesThere(const NdxFile& index);  // more than any tree has, whatever the header says
 Code NdxQuickClose(int handle);
 
 // keys.cpp
