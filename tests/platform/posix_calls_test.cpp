@@ -3,7 +3,7 @@
 #include <linux/magic.h>
 #include <unistd.h>
 
-#include "platform/posix_fixture.h"
+#include "platform/fixture.h"
 #include "support/call_spy.h"
 
 namespace test {
@@ -28,7 +28,7 @@ struct Spies {
     }
 };
 
-class PosixSystemCalls : public PosixTest {
+class PosixSystemCalls : public PlatformTest {
   protected:
     bool Fails(bool success, uint32_t error) { return !success && real.LastError() == error; }
 
