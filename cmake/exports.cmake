@@ -3,6 +3,12 @@
 file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/exports.txt ZB_EXPORTS)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/exports.txt)
 
+if(NOT ZB_SANITIZE)
+  add_test(NAME exports COMMAND ${CMAKE_COMMAND} -DOBJDUMP=${CMAKE_OBJDUMP} -DLIBRARY=$<TARGET_FILE:zb>
+                                -DEXPORTS=${CMAKE_CURRENT_LIST_DIR}/exports.txt -P
+                                ${CMAKE_CURRENT_LIST_DIR}/exports_test.cmake)
+endif()
+
 if(NOT WIN32)
   set(ZB_EXPORT_MAP ${CMAKE_CURRENT_BINARY_DIR}/exports.map)
   list(JOIN ZB_EXPORTS ";\n    " ZB_EXPORT_LINES)

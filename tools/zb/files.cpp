@@ -196,8 +196,9 @@ PartFile::~PartFile() {
 }
 
 void PartFile::Commit() {
-    if (std::rename(part.c_str(), target.c_str()) != 0)
-        throw CodeFailure(ZB_ErrAccess, target, std::strerror(errno));
+    std::error_code error;
+    fs::rename(part, target, error);
+    if (error) throw CodeFailure(ZB_ErrAccess, target, error.message());
     ForgetPartName(part);
     part.clear();
 }
