@@ -51,7 +51,7 @@ HANDLE StartAgain(const std::string& role, const std::string& temporary) {
                           "\" --gtest_brief=1 --gtest_filter=" + test->test_suite_name() + "." + test->name();
     Environment roleOf(RoleVariable, role.c_str());
     Environment directory("TMP", temporary.c_str());
-    Environment shards("GTEST_TOTAL_SHARDS", nullptr);
+    Environment shards("GTEST_TOTAL_SHARDS", nullptr), shard("GTEST_SHARD_INDEX", nullptr);
     // What it says on its way to the body is of no interest.
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
     HANDLE nowhere = CreateFileA("NUL", GENERIC_WRITE, 7, &inherited, OPEN_EXISTING, 0, nullptr);
