@@ -12,7 +12,7 @@ bool RemovesOpenFiles() { return true; }
 
 bool OpensLongNames() { return true; }
 
-bool ReadHeld(const std::string&, std::string*) { return false; }
+bool ReadHeld(const std::string&, size_t, size_t, std::string*) { return false; }
 
 bool WriteHeld(const std::string&, size_t, std::string_view, bool) { return false; }
 

@@ -28,8 +28,7 @@ Bytes Hex(std::string_view digits) {
 
 Bytes ReadFile(const std::string& name, size_t offset, size_t count) {
     std::ifstream file(name, std::ios::binary | std::ios::ate);
-    if (Bytes held; !file && ReadHeld(name, &held))
-        return offset < held.size() ? held.substr(offset, count) : "";
+    if (Bytes held; !file && ReadHeld(name, offset, count, &held)) return held;
     size_t size = file ? static_cast<size_t>(file.tellg()) : 0;
     if (offset >= size) return {};
     Bytes bytes(std::min(count, size - offset), '\0');
@@ -53,7 +52,7 @@ void PatchFile(const std::string& name, size_t offset, std::string_view bytes) {
 
 std::string Readable(const std::string& name) {
     Bytes bytes;
-    if (std::ifstream(name) || !ReadHeld(name, &bytes)) return name;
+    if (std::ifstream(name) || !ReadHeld(name, 0, SIZE_MAX, &bytes)) return name;
     WriteFile(name + ".copy", bytes);
     return name + ".copy";
 }

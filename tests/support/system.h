@@ -18,10 +18,11 @@ bool RemovesOpenFiles();
 // Whether names of more than 260 bytes can be opened.
 bool OpensLongNames();
 
-// The bytes of a file that this process itself holds alone, and a change of them.
+// Bytes of a file that this process itself holds alone, as many as there are from an
+// offset up to a count, and a change of them.
 // False where that isn't the case, or where the system lets a process into its own
 // files by any way.
-bool ReadHeld(const std::string& name, std::string* bytes);
+bool ReadHeld(const std::string& name, size_t offset, size_t count, std::string* bytes);
 bool WriteHeld(const std::string& name, size_t offset, std::string_view bytes, bool cut);
 
 }  // namespace test

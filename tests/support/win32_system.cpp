@@ -1,4 +1,7 @@
+#define NOMINMAX
 #include <windows.h>
+
+#include <algorithm>
 
 #include "support/system.h"
 
@@ -44,10 +47,11 @@ bool RemovesOpenFiles() { return false; }
 
 bool OpensLongNames() { return false; }
 
-bool ReadHeld(const std::string& name, std::string* bytes) {
-    return WithHeld(name, [bytes](HANDLE file) {
-        bytes->assign(GetFileSize(file, nullptr), 0);
-        SetFilePointer(file, 0, nullptr, FILE_BEGIN);
+bool ReadHeld(const std::string& name, size_t offset, size_t count, std::string* bytes) {
+    return WithHeld(name, [=](HANDLE file) {
+        size_t size = GetFileSize(file, nullptr);
+        bytes->assign(offset < size ? std::min(count, size - offset) : 0, 0);
+        SetFilePointer(file, static_cast<LONG>(offset), nullptr, FILE_BEGIN);
         DWORD done;
         return ReadFile(file, bytes->data(), static_cast<DWORD>(bytes->size()), &done, nullptr) &&
                done == bytes->size();

@@ -108,7 +108,7 @@ std::string FindFile(const std::string& path) {
 }
 
 bool HasExtension(const std::string& path, const std::string& extension) {
-    return strcasecmp(fs::path(path).extension().c_str(), extension.c_str()) == 0;
+    return strcasecmp(fs::path(path).extension().string().c_str(), extension.c_str()) == 0;
 }
 
 namespace {

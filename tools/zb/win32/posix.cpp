@@ -26,6 +26,22 @@ char* mkdtemp(char* pattern) {
     return nullptr;
 }
 
+ssize_t getline(char** line, size_t* room, FILE* file) {
+    ssize_t length = 0;
+    for (int c = 0; c != '\n' && (c = getc(file)) != EOF;) {
+        if (!*line || static_cast<size_t>(length) + 2 > *room) {
+            size_t wanted = *line ? *room * 2 : 256;
+            auto* grown = static_cast<char*>(realloc(*line, wanted));
+            if (!grown) return -1;
+            *line = grown;
+            *room = wanted;
+        }
+        (*line)[length++] = static_cast<char>(c);
+        (*line)[length] = 0;
+    }
+    return length ? length : -1;
+}
+
 int setenv(const char* name, const char* value, int replace) {
     return !replace && getenv(name) ? 0 : _putenv_s(name, value);
 }

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <signal.h>
+#include <stdio.h>
+#include <sys/types.h>
 #include <wchar.h>
 
 // No terminal hangs up here.
@@ -11,6 +13,10 @@
 // Makes a directory of a name that ends in XXXXXX, which are replaced; null if that
 // failed.
 char* mkdtemp(char* pattern);
+
+// Reads a line, its end included, into a buffer from malloc that grows as need be;
+// its length, or -1 at the end of the file.
+ssize_t getline(char** line, size_t* room, FILE* file);
 
 int setenv(const char* name, const char* value, int replace);
 
