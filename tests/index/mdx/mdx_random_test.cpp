@@ -251,8 +251,8 @@ class MdxTagsRandom : public LibraryTest, public testing::WithParamInterface<int
     }
     void Check() {
         std::vector<std::vector<std::string>> keys(tags.size());
-        pages::MdxSurvey survey =
-            pages::SurveyMdx("x.mdx", [&](size_t tag, const pages::Entry& entry, const std::string*) {
+        pages::MdxSurvey survey = pages::SurveyMdx(
+            Readable("x.mdx"), [&](size_t tag, const pages::Entry& entry, const std::string*) {
                 keys.at(tag).push_back(entry.key.substr(0, 5));
             });
         ASSERT_EQ(survey.AllFaults(), std::vector<std::string>());
