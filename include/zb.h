@@ -280,8 +280,8 @@ enum ZbMemoOption {
  *   asciisort=   1 (the default, and every other number): character keys sort by
  *                the values of their bytes. 0: they sort by the collating order.
  *
- * Two environment variables matter where the system isn't Windows. ZB_TODAY, as
- * YYYY-MM-DD, is the date of today for the library. ZB_READS=pread makes every
+ * Two environment variables matter. ZB_TODAY, as YYYY-MM-DD, is the date of today
+ * for the library. ZB_READS=pread, which means nothing on Windows, makes every
  * read a system call; otherwise files on local file systems are read out of
  * memory that they share with every other process. Such a read sees all that
  * others write. Only where another process has cut a file short in its middle,

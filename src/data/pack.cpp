@@ -22,7 +22,7 @@ Code BuildNames(Names& names, const DataFile& file) {
         !WorkName(names.work, sizeof names.work, names.file, ".DBF"))
         return Fail("Dpack", ErrBadName);
     // Such a file would be erased as its own backup.
-    if (strcmp(names.backup, names.file) == 0) return Fail("Dpack", ErrBadName);
+    if (platform->SameName(names.backup, names.file)) return Fail("Dpack", ErrBadName);
     return 0;
 }
 

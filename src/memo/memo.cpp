@@ -24,7 +24,7 @@ Code BuildNames(const PackFormat& format, const MemoFile& memo, Names* names) {
     strcpy(names->file, memo.path);
     // A file that is its own backup would be erased.
     if (!ReplaceExtension(names->backup, sizeof names->backup, names->file, ".BKT") ||
-        strcmp(names->backup, names->file) == 0 ||
+        platform->SameName(names->backup, names->file) ||
         !WorkName(names->work, sizeof names->work, names->file, format.extension))
         return Fail(format.unit, ErrBadName);
     return 0;

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace zb {
 
@@ -109,6 +110,9 @@ class Platform {
 
     // The error of the last call that failed.
     virtual uint32_t LastError() = 0;
+
+    // Whether two spellings of a name lead to one file.
+    virtual bool SameName(const char* one, const char* other) { return strcmp(one, other) == 0; }
 
     // The C library's rename and existence test: 0 or the error number, and
     // whether the name can be reached.

@@ -16,6 +16,7 @@
 #include "platform/posix_image.h"
 #include "platform/posix_locks.h"
 #include "platform/posix_profile.h"
+#include "platform/today.h"
 
 namespace zb {
 namespace {
@@ -30,35 +31,6 @@ struct File {
     bool Reads() const { return flags & OpenRead; }
     bool Writes() const { return flags & OpenWrite; }
 };
-
-bool IsLeapYear(int year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
-
-// Puts the date that ZB_TODAY holds, if it is one, in the clock's place.
-void ReplaceDate(LocalTime* now) {
-    const char* text = getenv("ZB_TODAY");
-    if (!text) return;
-    for (int i = 0; i < 10; i++) {
-        bool fits = i == 4 || i == 7 ? text[i] == '-' : text[i] >= '0' && text[i] <= '9';
-        if (!fits) return;
-    }
-    if (text[10] != 0) return;
-    int year = atoi(text);
-    int month = atoi(text + 5);
-    int day = atoi(text + 8);
-    constexpr int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    if (year < 1 || month < 1 || month > 12 || day < 1) return;
-    if (day > lengths[month - 1] + (month == 2 && IsLeapYear(year) ? 1 : 0)) return;
-    now->year = year;
-    now->month = month;
-    now->day = day;
-    // Counted from March on, so that the leap day comes last: the months' shift
-    // against the week then follows one line.
-    int shiftedYear = month < 3 ? year - 1 : year;
-    int shiftedMonth = month < 3 ? month + 9 : month - 3;
-    now->dayOfWeek = (shiftedYear + shiftedYear / 4 - shiftedYear / 100 + shiftedYear / 400 +
-                      (13 * shiftedMonth + 2) / 5 + day + 2) %
-                     7;
-}
 
 class PosixPlatform final : public Platform {
   public:
@@ -93,7 +65,7 @@ class PosixPlatform final : public Platform {
     }
     int32_t ProfileNumber(const char* section, const char* key, int32_t fallback) override {
         char text[64];
-        return ProfileValue(section, key, text, sizeof text) ? ProfileInteger(text) : fallback;
+        return ProfileValue(section, key, text, sizeof text) && *text ? ProfileInteger(text) : fallback;
     }
     LocalTime Now() override;
     void Message(const char* caption, const char* text) override {
@@ -175,7 +147,7 @@ bool PosixPlatform::Read(PlatformHandle handle, void* buffer, uint32_t count, ui
     *done = 0;
     File* file = FileOf(handle);
     if (!file) return false;
-    if (!file->Reads()) return Failed(ErrorBadHandle);
+    if (!file->Reads()) return Failed(ErrorAccess);
     if (count == 0) return true;
     int64_t got = ImageRead(*file->image, file->fd, file->Writes(), buffer, count, file->position);
     if (got < 0) return FailedCall();
@@ -197,7 +169,7 @@ bool PosixPlatform::Write(PlatformHandle handle, const void* buffer, uint32_t co
     *done = 0;
     File* file = FileOf(handle);
     if (!file) return false;
-    if (!file->Writes()) return Failed(ErrorBadHandle);
+    if (!file->Writes()) return Failed(ErrorAccess);
     if (file->position + count > MaxPosition) return Failed(ErrorDiskFull);
     auto* from = static_cast<const unsigned char*>(buffer);
     while (*done < count) {
@@ -233,7 +205,7 @@ bool PosixPlatform::Seek(PlatformHandle handle, int64_t offset, SeekFrom origin,
 bool PosixPlatform::SetEnd(PlatformHandle handle) {
     File* file = FileOf(handle);
     if (!file) return false;
-    if (!file->Writes()) return Failed(ErrorBadHandle);
+    if (!file->Writes()) return Failed(ErrorAccess);
     while (posixCalls.ftruncate(file->fd, file->position) != 0)
         if (errno != EINTR) return FailedCall();
     file->image->length = file->position;
@@ -274,7 +246,7 @@ LocalTime PosixPlatform::Now() {
     // A leap second is the last one of its minute.
     LocalTime now = {t.tm_year + 1900, t.tm_mon + 1,          t.tm_mday, t.tm_wday, t.tm_hour,
                      t.tm_min,         std::min(t.tm_sec, 59)};
-    ReplaceDate(&now);
+    ReplaceDate(&now, getenv(TodayVariable));
     return now;
 }
 

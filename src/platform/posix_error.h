@@ -14,6 +14,7 @@ inline uint32_t ErrorOf(int number) {
         case EBADF: return ErrorBadHandle;
         case EACCES:
         case EPERM:
+        case EISDIR:
         case EROFS: return ErrorAccess;
         case ENOSPC: return ErrorDiskFull;
         default: return static_cast<uint32_t>(number);

@@ -24,6 +24,13 @@ struct Span {
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
+// The value of a digit, or what no base reaches.
+uint32_t DigitOf(char c) {
+    if (c >= '0' && c <= '9') return static_cast<uint32_t>(c - '0');
+    c = static_cast<char>(c | 0x20);
+    return c >= 'a' && c <= 'f' ? static_cast<uint32_t>(c - 'a' + 10) : 99;
+}
+
 Span Trimmed(Span text) {
     while (text.begin < text.end && IsBlank(*text.begin)) text.begin++;
     while (text.begin < text.end && IsBlank(text.end[-1])) text.end--;
@@ -90,7 +97,8 @@ char* ReadProfile(size_t* length) {
     return text;
 }
 
-// The value of the key that stands first in the first section of the name.
+// The value of the key that stands first in the first section of the name. A key
+// without an equals sign has none.
 bool FindValue(Span text, const char* section, const char* key, Span* value) {
     bool inside = false;
     while (text.begin < text.end) {
@@ -98,14 +106,16 @@ bool FindValue(Span text, const char* section, const char* key, Span* value) {
         Span line = Trimmed({text.begin, newline ? newline : text.end});
         text.begin = newline ? newline + 1 : text.end;
         if (line.Length() == 0 || *line.begin == ';') continue;
-        if (*line.begin == '[') {
+        const char* bracket = line.end;
+        while (bracket > line.begin && bracket[-1] != ']') bracket--;
+        if (*line.begin == '[' && bracket > line.begin) {
             if (inside) return false;
-            const char* bracket = Find(line, ']');
-            inside = IsName(Trimmed({line.begin + 1, bracket ? bracket : line.end}), section);
+            inside = IsName(Trimmed({line.begin + 1, bracket - 1}), section);
             continue;
         }
         const char* equals = Find(line, '=');
-        if (!inside || !equals || !IsName(Trimmed({line.begin, equals}), key)) continue;
+        if (!inside || !IsName(Trimmed({line.begin, equals ? equals : line.end}), key)) continue;
+        if (!equals) return false;
         *value = Unquoted(Trimmed({equals + 1, line.end}));
         return true;
     }
@@ -132,10 +142,18 @@ bool ProfileValue(const char* section, const char* key, char* text, size_t size)
 }
 
 int32_t ProfileInteger(const char* text) {
+    while (*text && static_cast<unsigned char>(*text) <= ' ') text++;
     bool negative = *text == '-';
-    if (negative) text++;
+    if (negative || *text == '+') text++;
+    uint32_t base = 10;
+    if (*text == '0') {
+        if (text[1] == 'x') base = 16;
+        if (text[1] == 'o') base = 8;
+        if (text[1] == 'b') base = 2;
+        if (base != 10) text += 2;
+    }
     uint32_t number = 0;  // wraps, as 32 bits do
-    for (; *text >= '0' && *text <= '9'; text++) number = number * 10 + static_cast<uint32_t>(*text - '0');
+    for (uint32_t digit; (digit = DigitOf(*text)) < base; text++) number = number * base + digit;
     return static_cast<int32_t>(negative ? 0 - number : number);
 }
 

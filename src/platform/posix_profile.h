@@ -12,7 +12,8 @@ namespace zb {
 // file, the section or the key is missing.
 bool ProfileValue(const char* section, const char* key, char* text, size_t size);
 
-// The number that a value begins with: a minus perhaps, and digits. Else 0.
+// The number that a value begins with: a sign perhaps, 0x, 0o or 0b perhaps, and
+// digits. Else 0.
 int32_t ProfileInteger(const char* text);
 
 }  // namespace zb

@@ -1,5 +1,6 @@
 // Start and stop, memory blocks, codes and the log, through the interface alone.
 #include <cstring>
+#include <fstream>
 #include <sstream>
 
 #include "support/environment.h"
@@ -21,7 +22,7 @@ class Profile : public Detached {
   protected:
     // The style after a start with this text behind "datesort=".
     int StyleBy(const std::string& value, int argument = 0) {
-        WriteFile("QVDB4XX.INI", "[sort]\ndatesort=" + value + "\n");
+        WriteProfile("[sort]\ndatesort=" + value + "\n");
         return StyleAfterStart(argument);
     }
     int StyleAfterStart(int argument) {
@@ -269,6 +270,13 @@ TEST_F(Blocks, ASuccessLeavesTheCode) {
 
 TEST_F(Blocks, AnUnlockNeverFails) { EXPECT_EQ(_ZBMUNLOCK(12345), 0); }
 
+// The log is a text as the system writes them: lines may end in two bytes.
+Bytes LogText() {
+    std::stringstream text;
+    text << std::ifstream("test.log").rdbuf();
+    return text.str();
+}
+
 // A failure that one unit detects, as a line of the log.
 void FailOnce() {
     void* address;
@@ -279,7 +287,7 @@ TEST_F(Log, ALineIsSourceTabLineTabCodeNewline) {
     StartLog();
     FailOnce();
     FailOnce();
-    Bytes text = ReadFile("test.log");
+    Bytes text = LogText();
     Bytes line = text.substr(0, text.find('\n') + 1);
     EXPECT_EQ(text, line + line);
     auto first = line.find('\t');
@@ -294,7 +302,7 @@ TEST_F(Log, AFailureAppendsOneLineForEachLevelThatItPassesInnermostFirst) {
     uint16_t handle;
     EXPECT_EQ(ZBDDOPENX(&handle, "none.dbf", 0), -46);
     Bytes units;
-    std::istringstream lines(ReadFile("test.log"));
+    std::istringstream lines(LogText());
     for (std::string line; std::getline(lines, line);) {
         auto first = line.find('\t');
         ASSERT_NE(first, Bytes::npos);

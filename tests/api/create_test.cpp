@@ -1,19 +1,12 @@
-#include <cstdlib>
 
 #include "support/data_files.h"
+#include "support/environment.h"
 
 namespace test {
 namespace {
 
 struct Creation : LibraryTest {
-    void SetUp() override {
-        setenv("ZB_TODAY", "1996-02-29", 1);
-        LibraryTest::SetUp();
-    }
-    void TearDown() override {
-        LibraryTest::TearDown();
-        unsetenv("ZB_TODAY");
-    }
+    Environment today{"ZB_TODAY", "1996-02-29"};
 
     // Creates a file of one field, and tells whether the code was right and
     // nothing was written on a refusal.

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "support/dbf.h"
+#include "support/system.h"
 
 namespace test {
 namespace {
@@ -413,9 +414,11 @@ TEST_F(DataFile, ANameOf260BytesOpensAndOneOf261DoesNot) {
     ASSERT_EQ(Close(), 0);
 
     StartLog();
-    EXPECT_EQ(ZBDDOPENX(&handle, exceeds.c_str(), 0), -14);
+    // Where the system opens it the library refuses it.
+    EXPECT_EQ(ZBDDOPENX(&handle, exceeds.c_str(), 0), OpensLongNames() ? -14 : -46);
     EXPECT_EQ(handle, 65535);
-    EXPECT_EQ(Log(), (std::vector<LogEntry>{{"Ddopen", -14}}));
+    EXPECT_EQ(Log().back(), (LogEntry{"Ddopen", OpensLongNames() ? -14 : -46}));
+    EXPECT_EQ(Log().size(), OpensLongNames() ? 1u : 2u);
     ZBESCODE(0);
     // Nothing holds the file open.
     EXPECT_EQ(ZBDDOPENX(&handle, "ab.dbf", 0), 0);

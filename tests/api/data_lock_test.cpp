@@ -1,4 +1,3 @@
-#if !defined(_WIN32)
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -597,4 +596,3 @@ TEST_F(DataLocks, TwoProcessesAppendWithoutLosingARecord) {
 
 }  // namespace
 }  // namespace test
-#endif

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "support/memo.h"
+#include "support/system.h"
 
 using namespace test;
 
@@ -231,6 +232,7 @@ TEST_P(MemoPack, ABackupThatWouldBeTheFileIsRefused) {
 }
 
 TEST_P(MemoPack, ABackupNameThatIsTooLongIsRefused) {
+    if (!OpensLongNames()) GTEST_SKIP() << "no file of such a name opens";
     ASSERT_EQ(format.close(memo), 0);
     std::string sub(200, 'd');
     ASSERT_EQ(system(("mkdir " + sub).c_str()), 0);

@@ -352,7 +352,7 @@ TEST_F(Ndx, PositionInAnEmptiedIndex) {
 
 TEST_F(Ndx, CollatingOrderSortsByTheTable) {
     ZBDTERM();
-    WriteFile("QVDB4XX.INI", "[sort]\r\nasciisort=0\r\n");
+    WriteProfile("[sort]\r\nasciisort=0\r\n");
     ASSERT_EQ(ZBDINIT(100, 1), 0);
     Make('C', 4);
     const char* inOrder[] = {" x", "9",    "A",    "\xC4", "\xC5", "B", "Z",
@@ -1000,7 +1000,6 @@ TEST_F(Ndx, QuickCloseGivesUpThePlatformFile) {
     ZBESCODE(0);
 }
 
-#if !defined(_WIN32)
 TEST_F(NdxData, TwoProcessesChangeOneIndexUnderTheDataFilesLock) {
     MakeTable({{"NAME", 'C', 5, 0}});
     ASSERT_EQ(ZBDDCLOSE(data), 0);
@@ -1034,7 +1033,6 @@ TEST_F(NdxData, TwoProcessesChangeOneIndexUnderTheDataFilesLock) {
         ASSERT_EQ(record, ++expected);
     EXPECT_EQ(expected, 2 * Each);
 }
-#endif
 
 }  // namespace
 }  // namespace test

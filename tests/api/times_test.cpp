@@ -274,8 +274,7 @@ TEST_F(Times, NowIsTheClocksLocalTime) {
         ASSERT_EQ(ZBCTSGET(text, 1), 0);
         after = ::time(nullptr);
     } while (before != after);
-    tm now;
-    localtime_r(&before, &now);
+    tm now = *localtime(&before);
     EXPECT_EQ((Time{h, m, s}), (Time{now.tm_hour, now.tm_min, now.tm_sec}));
     EXPECT_EQ(hundredths, 0);
     ASSERT_EQ(Parse(text, 1), 0);

@@ -89,7 +89,7 @@ TEST_F(Start, TheProfileIsAskedForTheStyleOnlyWhereTheArgumentIsNone) {
 
 TEST_F(Start, AsciiSort) {
     auto sort = [](const char* value) {
-        test::WriteFile("QVDB4XX.INI", std::string("[Sort]\r\nAsciiSort=") + value + "\r\n");
+        test::WriteProfile(std::string("[Sort]\r\nAsciiSort=") + value + "\r\n");
         EXPECT_EQ(ZBDINIT(100, 1), 0);
         return library.asciiSort;
     };
@@ -101,7 +101,7 @@ TEST_F(Start, AsciiSort) {
     // Judged on its low 16 bits.
     EXPECT_FALSE(sort("65536"));
     EXPECT_FALSE(sort("no"));
-    test::WriteFile("QVDB4XX.INI", "[sort]\n");
+    test::WriteProfile("[sort]\n");
     EXPECT_EQ(ZBDINIT(100, 1), 0);
     EXPECT_TRUE(library.asciiSort);
 }

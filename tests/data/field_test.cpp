@@ -85,8 +85,7 @@ TEST_F(FieldConversion, NumbersAreReadAsTheCLibraryScansThem) {
         SetNumber(width, 0);
         for (int k = 0; k < width; k++)
             record[1 + k] = static_cast<uint8_t>(letters[Below(i % 2 ? 12 : sizeof letters - 1)]);
-        double expected = 0.0, read = -77;
-        if (sscanf(Text().c_str(), "%lf", &expected) != 1) expected = 0.0;
+        double expected = strtod(Text().c_str(), nullptr), read = -77;
         ASSERT_EQ(DfieldGet(file, &read, 0, 'N'), 0);
         ASSERT_EQ(read, expected) << '"' << Text() << '"';
     }

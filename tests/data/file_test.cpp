@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "data/data.h"
 #include "file/operations.h"
 #include "support/dbf.h"
+#include "support/environment.h"
 #include "support/fake_platform.h"
 
 namespace zb {
@@ -22,17 +21,14 @@ std::pair<Call, uint32_t> Write(uint32_t count) { return {Call::Write, count}; }
 
 class DataFiles : public DirectoryTest {
   protected:
+    test::Environment today{"ZB_TODAY", "2024-02-29"};
     FakePlatform fake;
     uint16_t handle = 7;
 
-    void SetUp() override {
-        setenv("ZB_TODAY", "2024-02-29", 1);
-        ASSERT_EQ(ZBDINIT(100, 1), 0);
-    }
+    void SetUp() override { ASSERT_EQ(ZBDINIT(100, 1), 0); }
     void TearDown() override {
         fake.Reset();
         ZBDTERM();
-        unsetenv("ZB_TODAY");
     }
     DataFile& Open(const test::Bytes& bytes, int mode = 0) {
         WriteFile("a.dbf", bytes);

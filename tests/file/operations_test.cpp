@@ -1,8 +1,6 @@
 // The file operations: what each sets, logs and returns.
 #include "file/operations.h"
 
-#include <unistd.h>
-
 #include <filesystem>
 
 #include "file/path.h"
@@ -398,24 +396,6 @@ TEST_F(Opens, WhatCantBeHadForWritingIsOpenedForReading) {
     char bytes[3];
     EXPECT_TRUE(Gave(Hread(handle, bytes, 3), 0));
     EXPECT_TRUE(Gave(Hwrite(handle, "x", 1, false), ErrWrite));
-}
-
-TEST_F(Opens, AFileWithoutWritePermissionHasBothFlags) {
-    std::filesystem::permissions("a", std::filesystem::perms{0444});
-    test::Process other([&](test::Process&) {
-        // Nothing is refused to the superuser.
-        if (geteuid() == 0) {
-            EXPECT_EQ(setgid(65534), 0);
-            EXPECT_EQ(setuid(65534), 0);
-        }
-        uint16_t handle = 7, flags = 0;
-        EXPECT_EQ(Hopen(&handle, "a", 0, &flags, 3), 0);
-        EXPECT_EQ(flags, FlagReadOnly | FlagShared);
-        char bytes[3];
-        EXPECT_EQ(Hread(handle, bytes, 3), 0);
-        return 0;
-    });
-    EXPECT_EQ(other.Wait(), 0);
 }
 
 TEST_F(Opens, WhatCantBeOpenedAtAllSetsBothFlagsToo) {

@@ -188,8 +188,8 @@ TEST_F(IdxUnit, AFailureOnTheWayLeavesThePosition) {
 
 TEST_F(IdxUnit, TheReaderOfPagesTellsDamage) {
     Create(100, 9);
-    EXPECT_EQ(0u, pages::SurveyIdx("a.idx").faults.size());
-    EXPECT_EQ("NAME", pages::SurveyIdx("a.idx").expression);
+    EXPECT_EQ(0u, pages::SurveyIdx(Readable("a.idx")).faults.size());
+    EXPECT_EQ("NAME", pages::SurveyIdx(Readable("a.idx")).expression);
     Bytes good = ReadFile("a.idx");
     uint32_t root = IdxImage("a.idx").root();
     const struct {
@@ -210,17 +210,17 @@ TEST_F(IdxUnit, TheReaderOfPagesTellsDamage) {
                  {root + 112 + 104, "00 00 02 00"}};
     for (auto& c : cases) {
         PatchFile("a.idx", c.at, Hex(c.bytes));
-        EXPECT_NE(0u, pages::SurveyIdx("a.idx").faults.size()) << c.at;
+        EXPECT_NE(0u, pages::SurveyIdx(Readable("a.idx")).faults.size()) << c.at;
         WriteFile("a.idx", good);
     }
     PatchFile("a.idx", 12, Hex("00"));
-    EXPECT_THROW(pages::SurveyIdx("a.idx"), pages::NotAnIndex);
+    EXPECT_THROW(pages::SurveyIdx(Readable("a.idx")), pages::NotAnIndex);
     Create(10, 6, 'C' | ZB_IdxCompact);
-    EXPECT_EQ(0u, pages::SurveyIdx("a.idx").faults.size());
+    EXPECT_EQ(0u, pages::SurveyIdx(Readable("a.idx")).faults.size());
     good = ReadFile("a.idx");
     for (size_t at : {1024u + 2, 1024u + 12, 1024u + 20, 1024u + 23, 1024u + 26}) {
         PatchFile("a.idx", at, Hex("FF"));
-        EXPECT_NE(0u, pages::SurveyIdx("a.idx").faults.size()) << at;
+        EXPECT_NE(0u, pages::SurveyIdx(Readable("a.idx")).faults.size()) << at;
         WriteFile("a.idx", good);
     }
 }

@@ -3,7 +3,7 @@
 #include <linux/magic.h>
 #include <unistd.h>
 
-#include "platform/posix_fixture.h"
+#include "platform/fixture.h"
 #include "support/call_spy.h"
 
 namespace test {
@@ -28,7 +28,7 @@ struct Spies {
     }
 };
 
-class PosixSystemCalls : public PosixTest {
+class PosixSystemCalls : public PlatformTest {
   protected:
     bool Fails(bool success, uint32_t error) { return !success && real.LastError() == error; }
 
@@ -37,9 +37,16 @@ class PosixSystemCalls : public PosixTest {
     char bytes[8192] = {};
 };
 
+class PosixMappedCalls : public PosixSystemCalls {
+  protected:
+    void SetUp() override {
+        if (!MapsFiles) GTEST_SKIP() << "reads are calls here";
+    }
+};
+
 constexpr auto None = PlatformHandle::None;
 
-TEST_F(PosixSystemCalls, AWarmReadAndItsSeekMakeNone) {
+TEST_F(PosixMappedCalls, AWarmReadAndItsSeekMakeNone) {
     WriteFile("a", Fill(10000, 'a'));
     auto file = Open("a");
     ReadAt(file, 0, 80);
@@ -48,7 +55,7 @@ TEST_F(PosixSystemCalls, AWarmReadAndItsSeekMakeNone) {
     EXPECT_EQ(spies.All(), 0);
 }
 
-TEST_F(PosixSystemCalls, OneMappingServesAllHandlesAndGoesWithTheLast) {
+TEST_F(PosixMappedCalls, OneMappingServesAllHandlesAndGoesWithTheLast) {
     WriteFile("a", Fill(100, 'a'));
     Spies spies;
     auto one = Open("a");
@@ -64,7 +71,7 @@ TEST_F(PosixSystemCalls, OneMappingServesAllHandlesAndGoesWithTheLast) {
     EXPECT_EQ(spies.munmap.Count(), 1);
 }
 
-TEST_F(PosixSystemCalls, OnlyAReadBeyondTheKnownEndAsksForTheLength) {
+TEST_F(PosixMappedCalls, OnlyAReadBeyondTheKnownEndAsksForTheLength) {
     auto file = Open("a", Created);
     WriteAt(file, 0, Fill(100, 'a'));
     ReadAt(file, 0, 100);
@@ -76,7 +83,7 @@ TEST_F(PosixSystemCalls, OnlyAReadBeyondTheKnownEndAsksForTheLength) {
     EXPECT_EQ(spies.All(), 1);
 }
 
-TEST_F(PosixSystemCalls, ZerosInTheLastPageAskForTheLength) {
+TEST_F(PosixMappedCalls, ZerosInTheLastPageAskForTheLength) {
     const auto page = static_cast<int64_t>(sysconf(_SC_PAGESIZE));
     auto file = Open("a", Created);
     WriteAt(file, page, Fill(100));
@@ -89,7 +96,7 @@ TEST_F(PosixSystemCalls, ZerosInTheLastPageAskForTheLength) {
     EXPECT_EQ(spies.All(), 1);
 }
 
-TEST_F(PosixSystemCalls, ZerosInTheLastPageOfAPagedFileAskNothing) {
+TEST_F(PosixMappedCalls, ZerosInTheLastPageOfAPagedFileAskNothing) {
     auto file = Open("a", Created);
     WriteAt(file, 0, Fill(1024, 0));
     zb::NativePlatform().Hint(file, zb::ReadHint::Pages);
@@ -120,7 +127,7 @@ TEST_F(PosixSystemCalls, ReleasedReadsAreReadAgain) {
     Close(file);
 }
 
-TEST_F(PosixSystemCalls, ALargeReadIsOnePread) {
+TEST_F(PosixMappedCalls, ALargeReadIsOnePread) {
     WriteFile("a", Fill(10000, 'a'));
     auto file = Open("a");
     ReadAt(file, 0, 1);
@@ -168,7 +175,7 @@ TEST_F(PosixSystemCalls, ReadsByPreadWhereToldTo) {
     EXPECT_EQ(spies.mmap.Count(), 0);
 }
 
-TEST_F(PosixSystemCalls, ReadsByPreadWhereTheMappingIsRefused) {
+TEST_F(PosixMappedCalls, ReadsByPreadWhereTheMappingIsRefused) {
     WriteFile("a", Fill(100, 'a'));
     auto file = Open("a");
     Spies spies;
@@ -261,7 +268,7 @@ void Pretend(uint32_t type) {
     };
 }
 
-TEST_F(PosixSystemCalls, ReadsByPreadWhereTheFileSystemIsNotLocal) {
+TEST_F(PosixMappedCalls, ReadsByPreadWhereTheFileSystemIsNotLocal) {
     RestoredCalls restored;
     for (uint32_t type : {uint32_t{NFS_SUPER_MAGIC}, uint32_t{SMB2_SUPER_MAGIC}, uint32_t{FUSE_SUPER_MAGIC},
                           uint32_t{V9FS_MAGIC}, 0x12345678u}) {
@@ -288,7 +295,7 @@ TEST_F(PosixSystemCalls, ReadsByPreadWhereTheFileSystemCantBeTold) {
     EXPECT_EQ(mmap.Count(), 0);
 }
 
-TEST_F(PosixSystemCalls, AnOverlayIsMappedThroughAWriterAlone) {
+TEST_F(PosixMappedCalls, AnOverlayIsMappedThroughAWriterAlone) {
     RestoredCalls restored;
     Pretend(OVERLAYFS_SUPER_MAGIC);
     WriteFile("a", Fill(100, 'a'));
@@ -395,7 +402,7 @@ TEST_F(PosixSystemCalls, FailuresComeWithTheirNumbers) {
     }
 }
 
-TEST_F(PosixSystemCalls, AReadThatCantAskForTheLengthFails) {
+TEST_F(PosixMappedCalls, AReadThatCantAskForTheLengthFails) {
     WriteFile("a", "abc");
     auto file = Open("a");
     CallSpy<&PosixCalls::fstat> fstat;

@@ -9,12 +9,12 @@
 #include <csignal>
 #include <filesystem>
 
-#include "platform/posix_fixture.h"
+#include "platform/fixture.h"
 
 namespace test {
 namespace {
 
-class PosixGuardDeathTest : public PosixTest {
+class PosixGuardDeathTest : public PlatformTest {
   protected:
     PosixGuardDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 

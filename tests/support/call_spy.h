@@ -13,6 +13,9 @@
 
 namespace test {
 
+// Whether reads come out of mappings: where there are addresses to spare.
+inline constexpr bool MapsFiles = sizeof(void*) > 4;
+
 // The table of calls as it was, at the end of the scope.
 class RestoredCalls {
   public:

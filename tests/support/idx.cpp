@@ -12,7 +12,7 @@ std::vector<uint32_t> IdxImage::FreeChain() const {
 
 std::vector<IdxEntry> IdxImage::Walk(int checks) {
     std::vector<IdxEntry> entries;
-    pages::Survey survey = pages::SurveyIdx(name, [&](const pages::Entry& entry) {
+    pages::Survey survey = pages::SurveyIdx(Readable(name), [&](const pages::Entry& entry) {
         entries.push_back({entry.key, entry.record});
     });
     depth = survey.levels;
@@ -27,7 +27,7 @@ std::vector<IdxEntry> IdxImage::Walk(int checks) {
 
 std::vector<IdxEntry> IdxImage::Entries(uint32_t page) const {
     std::vector<IdxEntry> entries;
-    pages::SurveyIdx(name, [&](const pages::Entry& entry) {
+    pages::SurveyIdx(Readable(name), [&](const pages::Entry& entry) {
         if (entry.page == page) entries.push_back({entry.key, entry.record});
     });
     return entries;

@@ -4,12 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#if !defined(_WIN32)
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#endif
+#include "support/system.h"
 
 namespace test {
 
@@ -33,6 +28,7 @@ Bytes Hex(std::string_view digits) {
 
 Bytes ReadFile(const std::string& name, size_t offset, size_t count) {
     std::ifstream file(name, std::ios::binary | std::ios::ate);
+    if (Bytes held; !file && ReadHeld(name, offset, count, &held)) return held;
     size_t size = file ? static_cast<size_t>(file.tellg()) : 0;
     if (offset >= size) return {};
     Bytes bytes(std::min(count, size - offset), '\0');
@@ -42,17 +38,28 @@ Bytes ReadFile(const std::string& name, size_t offset, size_t count) {
 }
 
 void WriteFile(const std::string& name, std::string_view bytes) {
-    std::ofstream(name, std::ios::binary | std::ios::trunc)
-        .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    std::ofstream file(name, std::ios::binary | std::ios::trunc);
+    if (!file && WriteHeld(name, 0, bytes, true)) return;
+    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 void PatchFile(const std::string& name, size_t offset, std::string_view bytes) {
     std::fstream file(name, std::ios::binary | std::ios::in | std::ios::out);
+    if (!file && WriteHeld(name, offset, bytes, false)) return;
     file.seekp(static_cast<std::streamoff>(offset));
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
+std::string Readable(const std::string& name) {
+    Bytes bytes;
+    if (std::ifstream(name) || !ReadHeld(name, 0, SIZE_MAX, &bytes)) return name;
+    WriteFile(name + ".copy", bytes);
+    return name + ".copy";
+}
+
 bool FileExists(const std::string& name) { return fs::exists(name); }
+
+void WriteProfile(std::string_view contents) { WriteFile(ProfilePath(), contents); }
 
 size_t FileSize(const std::string& name) { return fs::exists(name) ? fs::file_size(name) : 0; }
 
@@ -60,13 +67,8 @@ DirectoryTest::DirectoryTest() {
     static int number = 0;
     previous = fs::current_path().string();
     const auto* info = testing::UnitTest::GetInstance()->current_test_info();
-#if defined(_WIN32)
-    int process = 0;
-#else
-    int process = getpid();
-#endif
-    fs::path path = fs::temp_directory_path() /
-                    ("zb-" + std::to_string(process) + "-" + std::to_string(number++) + "-" + info->name());
+    fs::path path = fs::temp_directory_path() / ("zb-" + std::to_string(OwnProcess()) + "-" +
+                                                 std::to_string(number++) + "-" + info->name());
     std::string text = path.string();
     for (char& c : text)
         if (c == '/' && &c > text.data() + fs::temp_directory_path().string().size()) c = '-';
@@ -78,6 +80,7 @@ DirectoryTest::DirectoryTest() {
 DirectoryTest::~DirectoryTest() {
     fs::current_path(previous);
     std::error_code ignored;
+    fs::remove(ProfilePath(), ignored);
     fs::remove_all(directory, ignored);
 }
 
@@ -103,53 +106,5 @@ std::vector<LibraryTest::LogEntry> LibraryTest::Log() {
     }
     return entries;
 }
-
-#if !defined(_WIN32)
-Process::Process(std::function<int(Process&)> body) {
-    int down[2], up[2];
-    if (pipe(down) || pipe(up)) abort();
-    pid = fork();
-    if (pid == 0) {
-        close(down[1]);
-        close(up[0]);
-        in = down[0];
-        out = up[1];
-        int status = body(*this);
-        if (testing::Test::HasFailure()) status = 99;
-        _exit(status);
-    }
-    close(down[0]);
-    close(up[1]);
-    in = up[0];
-    out = down[1];
-}
-
-Process::~Process() {
-    if (pid > 0) {
-        Kill();
-        Wait();
-    }
-    close(in);
-    close(out);
-}
-
-void Process::Tell(char byte) {
-    if (write(out, &byte, 1) != 1) ADD_FAILURE() << "the other process has gone";
-}
-
-char Process::Await() {
-    char byte = 0;
-    return read(in, &byte, 1) == 1 ? byte : 0;
-}
-
-int Process::Wait() {
-    int status = 0;
-    if (pid > 0) waitpid(pid, &status, 0);
-    pid = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-void Process::Kill() { kill(pid, SIGKILL); }
-#endif
 
 }  // namespace test

@@ -5,11 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "support/process.h"
 #include "zb.h"
 
 namespace test {
@@ -28,6 +28,14 @@ void WriteFile(const std::string& name, std::string_view bytes);
 void PatchFile(const std::string& name, size_t offset, std::string_view bytes);
 bool FileExists(const std::string& name);
 size_t FileSize(const std::string& name);
+
+// The name of a file with the same bytes that anybody may open: the same one, or a
+// copy where the system doesn't let a process into a file that it holds alone.
+std::string Readable(const std::string& name);
+
+// Writes the profile file where it is looked for first; it goes away with the
+// test's directory.
+void WriteProfile(std::string_view contents);
 
 // Runs in an empty directory of its own, which is the current one and goes away
 // at the end.
@@ -58,25 +66,5 @@ class LibraryTest : public DirectoryTest {
     void StartLog();
     std::vector<LogEntry> Log();
 };
-
-#if !defined(_WIN32)
-// Another process, forked from this one before it starts work, that runs
-// `body` and reports by its exit status; 0 when every check in it passed. The
-// two can keep step by Tell and Await, a byte each way.
-class Process {
-  public:
-    explicit Process(std::function<int(Process&)> body);
-    ~Process();
-    void Tell(char byte = '.');
-    char Await();  // 0 when the other side has ended
-    int Wait();    // its exit status; minus the signal that killed it
-    void Kill();   // SIGKILL
-
-  private:
-    int pid = -1;
-    int in = -1;
-    int out = -1;
-};
-#endif
 
 }  // namespace test

@@ -189,9 +189,8 @@ TEST_F(Tool, PutReplacesInPlaceOnlyWhatIsNoLonger) {
     WriteFile("t.dbf", Notes(0x83, {"1", "2"}));
     WriteFile("t.dbt", Terminated({"hello", "other"}));
     ASSERT_EQ(Zb({"memo", "put", "t.dbf", "1", "NOTE", "bye"}).status, 0);
-    EXPECT_EQ(ReadFile("t.dbt"), Padded(Hex("03"), 512) +
-                                     Padded("bye\x1A\x1A\x1A\x1A", 512) +
-                                     Padded("other\x1A\x1A", 512));
+    EXPECT_EQ(ReadFile("t.dbt"),
+              Padded(Hex("03"), 512) + Padded("bye\x1A\x1A\x1A\x1A", 512) + Padded("other\x1A\x1A", 512));
     ASSERT_EQ(Zb({"memo", "put", "t.dbf", "1", "NOTE", "longer"}).status, 0);
     EXPECT_EQ(ReadFile("t.dbf", 97, 13), " ab         3");
     EXPECT_EQ(Zb({"export", "t.dbf"}).out, "NAME,NOTE\nab,longer\nab,other\n");

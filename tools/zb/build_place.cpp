@@ -64,8 +64,9 @@ void BuildPlace::CopyTarget() {
 }
 
 void BuildPlace::Commit() {
-    if (std::rename(name.c_str(), final.c_str()) != 0)
-        throw CodeFailure(ZB_ErrAccess, target, std::strerror(errno));
+    std::error_code error;
+    fs::rename(name, final, error);
+    if (error) throw CodeFailure(ZB_ErrAccess, target, error.message());
 }
 
 }  // namespace tool

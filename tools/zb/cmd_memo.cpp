@@ -210,7 +210,7 @@ void Pack(const Options& options) {
         tablePart.Commit();
     } catch (const Failure& failure) {
         // The old table goes with the old memos.
-        std::rename(memoBackup.c_str(), memoPath.c_str());
+        std::filesystem::rename(memoBackup, memoPath, error);
         throw;
     }
     data.Close();

@@ -159,6 +159,7 @@ void Command::RunForStatus(std::function<int()> body) {
 int RunCommandLine(int argc, char** argv) {
     std::vector<std::string> words(argv + 1, argv + argc);
     CLI::App app("Reads, writes and keeps xBase tables (.DBF)", "zb");
+    app.allow_windows_style_options(false);  // a slash begins a path
     app.footer(kExitStatus);
     app.require_subcommand(1);
     app.set_version_flag("--version", "zb " ZB_VERSION);

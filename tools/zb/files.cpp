@@ -108,7 +108,7 @@ std::string FindFile(const std::string& path) {
 }
 
 bool HasExtension(const std::string& path, const std::string& extension) {
-    return strcasecmp(fs::path(path).extension().c_str(), extension.c_str()) == 0;
+    return strcasecmp(fs::path(path).extension().string().c_str(), extension.c_str()) == 0;
 }
 
 namespace {
@@ -196,8 +196,9 @@ PartFile::~PartFile() {
 }
 
 void PartFile::Commit() {
-    if (std::rename(part.c_str(), target.c_str()) != 0)
-        throw CodeFailure(ZB_ErrAccess, target, std::strerror(errno));
+    std::error_code error;
+    fs::rename(part, target, error);
+    if (error) throw CodeFailure(ZB_ErrAccess, target, error.message());
     ForgetPartName(part);
     part.clear();
 }

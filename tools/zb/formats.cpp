@@ -21,33 +21,35 @@ namespace {
 // A call of the library for handles of 16 bits, as one for all formats' handles.
 template <auto Call>
 struct Keys;
-template <class Handle, class... Values, int32_t (*Call)(Handle, Values...)>
+template <class Handle, class... Values, int32_t(ZB_CALL* Call)(Handle, Values...)>
 struct Keys<Call> {
-    static int32_t Do(int32_t index, Values... values) { return Call(static_cast<Handle>(index), values...); }
+    static int32_t ZB_CALL Do(int32_t index, Values... values) {
+        return Call(static_cast<Handle>(index), values...);
+    }
 };
 
 // The same of those that take the data file first.
 template <auto Call>
 struct Make;
-template <class Handle, int32_t (*Call)(int16_t, Handle, void**)>
+template <class Handle, int32_t(ZB_CALL* Call)(int16_t, Handle, void**)>
 struct Make<Call> {
-    static int32_t Do(int16_t data, int32_t index, void** key) {
+    static int32_t ZB_CALL Do(int16_t data, int32_t index, void** key) {
         return Call(data, static_cast<Handle>(index), key);
     }
 };
 
 // And of those that need no index.
-template <int32_t (*Call)(void*, double)>
-int32_t Number(int32_t, void* key, double value) {
+template <int32_t(ZB_CALL* Call)(void*, double)>
+int32_t ZB_CALL Number(int32_t, void* key, double value) {
     return Call(key, value);
 }
 
-template <int32_t (*Call)(int16_t)>
+template <int32_t(ZB_CALL* Call)(int16_t)>
 int32_t Close(const OpenIndex& index) {
     return Call(static_cast<int16_t>(index.keys));
 }
 
-template <int32_t (*Call)(uint16_t*, const char*, uint16_t)>
+template <int32_t(ZB_CALL* Call)(uint16_t*, const char*, uint16_t)>
 int32_t Open(OpenIndex& index, const std::string& path, const std::string&, char, uint16_t mode) {
     uint16_t handle = 0;
     int32_t code = Call(&handle, path.c_str(), mode);
@@ -58,7 +60,7 @@ int32_t Open(OpenIndex& index, const std::string& path, const std::string&, char
 constexpr int16_t kUnique = 0x80;
 constexpr size_t kExpressionRoom = 260;
 
-template <class Told, int32_t (*Info)(int16_t, Told*), int32_t (*Expression)(int16_t, char*)>
+template <class Told, int32_t(ZB_CALL* Info)(int16_t, Told*), int32_t(ZB_CALL* Expression)(int16_t, char*)>
 int32_t Describe(const OpenIndex& index, Told& told, IndexInfo& info) {
     char expression[kExpressionRoom] = {};
     auto handle = static_cast<int16_t>(index.keys);

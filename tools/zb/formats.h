@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "pages/pages.h"
+#include "zb.h"
 
 namespace tool {
 
@@ -66,13 +67,13 @@ struct IndexFormat {
                     uint16_t mode);
     int32_t (*close)(const OpenIndex& index);
     int32_t (*info)(const OpenIndex& index, IndexInfo& info);
-    int32_t (*find)(int32_t index, void* key, uint32_t* record, int16_t mode);
-    int32_t (*next)(int32_t index, void* key, uint32_t* record);
-    int32_t (*add)(int32_t index, const void* key, uint32_t record);
-    int32_t (*remove)(int32_t index, const void* key, uint32_t record);
-    int32_t (*make)(int16_t data, int32_t index, void** key);
-    int32_t (*number)(int32_t index, void* key, double value);
-    int32_t (*date)(void* key, const char* digits, int16_t style);
+    int32_t(ZB_CALL* find)(int32_t index, void* key, uint32_t* record, int16_t mode);
+    int32_t(ZB_CALL* next)(int32_t index, void* key, uint32_t* record);
+    int32_t(ZB_CALL* add)(int32_t index, const void* key, uint32_t record);
+    int32_t(ZB_CALL* remove)(int32_t index, const void* key, uint32_t record);
+    int32_t(ZB_CALL* make)(int16_t data, int32_t index, void** key);
+    int32_t(ZB_CALL* number)(int32_t index, void* key, double value);
+    int32_t(ZB_CALL* date)(void* key, const char* digits, int16_t style);
 
     // A stored number or date as text: digits with a point; YYYYMMDD, or nothing
     // for a blank one. False when the bytes are none.

@@ -234,7 +234,7 @@ TEST_F(MdxCalls, BuildThatCantKeepAllGivesTheSameFile) {
     }
     EXPECT_TRUE(files[1] == files[0]);
     EXPECT_TRUE(files[2] == files[0]);
-    EXPECT_EQ(pages::SurveyMdx("x.mdx").AllFaults(), std::vector<std::string>());
+    EXPECT_EQ(pages::SurveyMdx(Readable("x.mdx")).AllFaults(), std::vector<std::string>());
 }
 
 // Whatever write of a build fails, the erase that follows gives back no page that
@@ -269,13 +269,13 @@ TEST_F(MdxCalls, WritesThatFailInABuildHarmNoOtherTag) {
             ASSERT_EQ(ZBDMCLOSE(file), 0);
             int32_t opening = ZBDMOPENX(&file, "x.mdx", 0);
             EXPECT_TRUE(opening == 0 || (opening == ZB_WarnFileSize && ofHeader)) << nth;
-            for (const std::string& fault : pages::SurveyMdx("x.mdx").AllFaults())
+            for (const std::string& fault : pages::SurveyMdx(Readable("x.mdx")).AllFaults())
                 EXPECT_TRUE(fault.find("belongs to no tag") != std::string::npos ||
                             (ofHeader && fault.find("the header ends") == 0))
                     << nth << ' ' << fault;
             // What comes next finds a sound file.
             EXPECT_EQ(Index("NEXT", 80), 0) << nth;
-            pages::MdxSurvey survey = pages::SurveyMdx("x.mdx");
+            pages::MdxSurvey survey = pages::SurveyMdx(Readable("x.mdx"));
             for (const std::string& fault : survey.AllFaults())
                 EXPECT_NE(fault.find("belongs to no tag"), std::string::npos) << nth << ' ' << fault;
             EXPECT_EQ(survey.tags[0].tree.keys, 150u);

@@ -89,8 +89,8 @@ class MdxRandom : public LibraryTest, public testing::WithParamInterface<Shape> 
         }
         std::vector<std::set<std::pair<unsigned, uint32_t>>::const_iterator> expected;
         for (Model& model : models) expected.push_back(model.pairs.begin());
-        pages::MdxSurvey survey =
-            pages::SurveyMdx("x.mdx", [&](size_t tag, const pages::Entry& entry, const std::string* hider) {
+        pages::MdxSurvey survey = pages::SurveyMdx(
+            Readable("x.mdx"), [&](size_t tag, const pages::Entry& entry, const std::string* hider) {
                 Model& model = models[tag];
                 ASSERT_NE(expected[tag], model.pairs.end());
                 auto& pair = *expected[tag]++;
@@ -215,7 +215,7 @@ TEST_P(MdxRandom, TagsKeepWhatTheModelsKeep) {
         ASSERT_EQ(ZBDMTERASE(file, ("t" + std::to_string(i + 1)).c_str()), 0);
         Look();
     }
-    EXPECT_EQ(pages::SurveyMdx("x.mdx").freePages,
+    EXPECT_EQ(pages::SurveyMdx(Readable("x.mdx")).freePages,
               (FileSize("x.mdx") - 2048) / 512 / static_cast<size_t>(shape.multiplier));
     EXPECT_EQ(ZBDMCLOSE(file), 0);
 }
@@ -251,8 +251,8 @@ class MdxTagsRandom : public LibraryTest, public testing::WithParamInterface<int
     }
     void Check() {
         std::vector<std::vector<std::string>> keys(tags.size());
-        pages::MdxSurvey survey =
-            pages::SurveyMdx("x.mdx", [&](size_t tag, const pages::Entry& entry, const std::string*) {
+        pages::MdxSurvey survey = pages::SurveyMdx(
+            Readable("x.mdx"), [&](size_t tag, const pages::Entry& entry, const std::string*) {
                 keys.at(tag).push_back(entry.key.substr(0, 5));
             });
         ASSERT_EQ(survey.AllFaults(), std::vector<std::string>());

@@ -89,7 +89,7 @@ TEST_P(NdxRandom, TreeKeepsWhatTheModelKeeps) {
             // neighbours were full: that is refused before anything changes.
             ZBESCODE(0);
             refused++;
-            pages::Survey survey = pages::SurveyNdx("x.ndx");
+            pages::Survey survey = pages::SurveyNdx(Readable("x.ndx"));
             ASSERT_FALSE(survey.hazards.empty());
         } else {
             ASSERT_EQ(code, 0) << "step " << step;
@@ -97,7 +97,7 @@ TEST_P(NdxRandom, TreeKeepsWhatTheModelKeeps) {
 
         if (step % shape.checkEvery == 0) {
             auto expected = model.begin();
-            pages::Survey survey = pages::SurveyNdx("x.ndx", [&](const pages::Entry& entry) {
+            pages::Survey survey = pages::SurveyNdx(Readable("x.ndx"), [&](const pages::Entry& entry) {
                 ASSERT_NE(expected, model.end());
                 ASSERT_EQ(*expected, Pair(entry.key, entry.record));
                 ++expected;
@@ -126,7 +126,7 @@ TEST_P(NdxRandom, TreeKeepsWhatTheModelKeeps) {
     EXPECT_GE(deepest, 3);
     EXPECT_LT(refused, shape.steps / 3);
     EXPECT_EQ(ZBDNCLOSE(index), 0);
-    pages::Survey survey = pages::SurveyNdx("x.ndx");
+    pages::Survey survey = pages::SurveyNdx(Readable("x.ndx"));
     EXPECT_EQ(survey.faults, std::vector<std::string>());
     EXPECT_EQ(survey.freePages, 0u);
     EXPECT_EQ(survey.keys, model.size());

@@ -67,7 +67,7 @@ class NtxTrees : public LibraryTest {
     // no page but the root is less than half full.
     void CheckFile(bool halfFull = true) {
         std::vector<Entry> found;
-        pages::Survey survey = pages::SurveyNtx(index.file, [&](const pages::Entry& entry) {
+        pages::Survey survey = pages::SurveyNtx(Readable(index.file), [&](const pages::Entry& entry) {
             found.push_back({entry.key, entry.record});
         });
         ASSERT_EQ(survey.faults, std::vector<std::string>());

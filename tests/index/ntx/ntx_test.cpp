@@ -8,10 +8,7 @@
 
 #include "support/fake_platform.h"
 #include "support/ntx.h"
-
-#if !defined(_WIN32)
-#include "platform/posix_calls.h"
-#endif
+#include "support/system.h"
 
 namespace test {
 namespace {
@@ -78,30 +75,6 @@ class NtxInside : public LibraryTest {
         for (int i = 1; i <= count; i++) ASSERT_EQ(index.Add(NumberedKey(i), static_cast<uint32_t>(i)), 0);
     }
 };
-
-#if !defined(_WIN32)
-int statCalls;
-int CountedStat(int fd, struct stat* status) {
-    statCalls++;
-    return fstat(fd, status);
-}
-
-TEST_F(NtxInside, SearchesAndStepsAskForNoLength) {
-    Grow(90);
-    zb::PosixCalls before = zb::posixCalls;
-    zb::posixCalls.fstat = CountedStat;
-    statCalls = 0;
-    // The last pages of the file are confirmed by the platform; these lie before.
-    for (int i = 1; i <= 20; i++) {
-        ASSERT_EQ(index.Find(NumberedKey(20 + i), 2, static_cast<uint32_t>(20 + i)), 0);
-        ASSERT_EQ(index.Next(), 0);
-        ASSERT_EQ(index.Previous(), 0);
-    }
-    int calls = statCalls;
-    zb::posixCalls = before;
-    EXPECT_EQ(calls, 0);
-}
-#endif
 
 // Sizes of the writes since the platform was put in place.
 std::vector<uint32_t> WritesOf(const FakePlatform& platform) {
@@ -308,12 +281,13 @@ TEST_F(NtxInside, FailedBuildCleansUpAfterEveryCall) {
     };
     int failures = 0;
     int silent = 0;
+    int files = 0;
     for (const char* expression : {"NAME", "LEFT(NAME,9)"}) {
         for (Call kind : {Call::Open, Call::Read, Call::Write, Call::Seek, Call::Allocate}) {
             bool failed = true;
             for (int nth = 1; failed; nth++) {
                 SCOPED_TRACE(testing::Message() << expression << ' ' << static_cast<int>(kind) << ' ' << nth);
-                remove(index.file.c_str());
+                index.file = std::to_string(++files) + ".ntx";
                 FakePlatform platform;
                 platform.Fail(kind, nth, 1117);
                 Bytes text = expression;
@@ -327,7 +301,9 @@ TEST_F(NtxInside, FailedBuildCleansUpAfterEveryCall) {
                 ZBESCODE(0);
                 ASSERT_FALSE(FileExists("stacks.tmp"));
                 ASSERT_TRUE(failed || code == 0);
-                ASSERT_EQ(FileExists(index.file), code == 0);
+                // Where the file couldn't be written at first it stays open.
+                bool removed = RemovesOpenFiles() || kind != Call::Write || nth > 1;
+                ASSERT_EQ(FileExists(index.file), code == 0 || !removed);
                 failures += code < 0;
                 uint16_t conflict = 1;
                 ASSERT_EQ(ZBDDLOCK(data, 2, &conflict), 0);

@@ -230,8 +230,8 @@ MdxSurvey SurveyMdx(const std::string& name, const TagEntrySink& sink, const Key
     MdxSurvey survey;
     survey.blockUnits = static_cast<int>(file.units);
     if (bytes.size() != uint64_t{file.nextPage} * Unit)
-        survey.faults.push_back(
-            Text("the header ends at page %u, the file has %zu bytes", file.nextPage, bytes.size()));
+        survey.faults.push_back(Text("the header ends at page %u, the file has %llu bytes", file.nextPage,
+                                     static_cast<unsigned long long>(bytes.size())));
     file.seen.assign(bytes.size() / Unit / file.units + 1, false);
     for (int i = 1; i <= tagCount; i++) {
         size_t row = Unit + static_cast<size_t>(i) * 32;

@@ -1,10 +1,13 @@
-// Share modes: what an open wants and what it lets others have.
-#include "platform/posix_fixture.h"
+// Share modes: what an open wants and what it lets others have, alike on every
+// platform.
+#include <filesystem>
+
+#include "platform/fixture.h"
 
 namespace test {
 namespace {
 
-using PosixShares = PosixTest;
+using PlatformShares = PlatformTest;
 
 struct Combination {
     unsigned access;
@@ -30,7 +33,7 @@ bool Agree(Combination one, Combination two) {
     return lets(one, two) && lets(two, one);
 }
 
-TEST_F(PosixShares, EveryPairOfOpensInOneProcess) {
+TEST_F(PlatformShares, EveryPairOfOpensInOneProcess) {
     WriteFile("a", "abc");
     for (auto first : AllCombinations()) {
         for (auto second : AllCombinations()) {
@@ -48,7 +51,7 @@ TEST_F(PosixShares, EveryPairOfOpensInOneProcess) {
     }
 }
 
-TEST_F(PosixShares, EveryPairOfOpensBetweenProcesses) {
+TEST_F(PlatformShares, EveryPairOfOpensBetweenProcesses) {
     WriteFile("a", "abc");
     auto all = AllCombinations();
     // Holds one combination after the other, as told.
@@ -79,7 +82,7 @@ TEST_F(PosixShares, EveryPairOfOpensBetweenProcesses) {
     EXPECT_EQ(other.Wait(), 0);
 }
 
-TEST_F(PosixShares, ARefusedOpenLeavesNoMark) {
+TEST_F(PlatformShares, ARefusedOpenLeavesNoMark) {
     WriteFile("a", "abc");
     auto exclusive = Open("a", OpenRead | OpenExisting | ShareRead);
     EXPECT_EQ(Open("a", OpenWrite | OpenExisting | ShareFully), PlatformHandle::None);
@@ -87,14 +90,14 @@ TEST_F(PosixShares, ARefusedOpenLeavesNoMark) {
     Close(exclusive);
 }
 
-TEST_F(PosixShares, TheFlagForFullSharingIsBothOfTheOthers) {
+TEST_F(PlatformShares, TheFlagForFullSharingIsBothOfTheOthers) {
     WriteFile("a", "abc");
     EXPECT_NE(Open("a", OpenRead | OpenWrite | OpenExisting | ShareRead | ShareWrite), PlatformHandle::None);
     EXPECT_NE(Open("a", Shared), PlatformHandle::None);
     EXPECT_EQ(Open("a", OpenRead | OpenWrite | OpenExisting), PlatformHandle::None);
 }
 
-TEST_F(PosixShares, ACreationThatIsRefusedLeavesTheFileAlone) {
+TEST_F(PlatformShares, ACreationThatIsRefusedLeavesTheFileAlone) {
     WriteFile("a", "abc");
     auto holder = Open("a", OpenRead | OpenExisting | ShareRead);
     EXPECT_EQ(Open("a", Created), PlatformHandle::None);
@@ -107,7 +110,7 @@ TEST_F(PosixShares, ACreationThatIsRefusedLeavesTheFileAlone) {
     EXPECT_EQ(Open("a", SharedReadOnly), PlatformHandle::None);
 }
 
-TEST_F(PosixShares, AKilledProcessHoldsNothing) {
+TEST_F(PlatformShares, AKilledProcessHoldsNothing) {
     WriteFile("a", "abc");
     Process other([&](Process& here) {
         Open("a", OpenRead | OpenWrite | OpenExisting);
@@ -122,9 +125,9 @@ TEST_F(PosixShares, AKilledProcessHoldsNothing) {
     EXPECT_NE(Open("a"), PlatformHandle::None);
 }
 
-TEST_F(PosixShares, OneFileByTwoNames) {
+TEST_F(PlatformShares, OneFileByTwoNames) {
     WriteFile("a", "abc");
-    ASSERT_EQ(::link("a", "b"), 0);
+    std::filesystem::create_hard_link("a", "b");
     Open("a", OpenRead | OpenExisting);
     EXPECT_EQ(Open("b", SharedReadOnly), PlatformHandle::None);
 }

@@ -1,4 +1,4 @@
-// What the tests of the POSIX platform share.
+// What the tests of the platforms share.
 #pragma once
 
 #include <memory>
@@ -23,9 +23,9 @@ inline constexpr unsigned SharedReadOnly = OpenRead | ShareFully | OpenExisting;
 inline constexpr unsigned Created = OpenRead | OpenWrite | ShareFully;
 
 // Speaks to the real platform, and closes at the end whatever it has opened.
-class PosixTest : public DirectoryTest {
+class PlatformTest : public DirectoryTest {
   protected:
-    ~PosixTest() override {
+    ~PlatformTest() override {
         for (PlatformHandle file : opened) real.Close(file);
     }
 
