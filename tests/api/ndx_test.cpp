@@ -183,6 +183,27 @@ TEST_F(Ndx, OpenAcceptsEntriesPaddedByOthers) {
     }
 }
 
+// A numeric key of 4 bytes is a short float, and goes where that sorts.
+TEST_F(Ndx, PairsOfNumbersOfAnotherLengthAreComparedInThatLength) {
+    ASSERT_EQ(Create("x.ndx", 'N', 8), 0);
+    PatchFile("x.ndx", 12, Hex("0400 2A00 0100 0C00"));
+    ASSERT_EQ(Open("x.ndx", &index), 0);
+    const float numbers[] = {1.0F, -1.0F, -2.0F, 0.5F};
+    for (uint32_t i = 0; i < 4; i++) EXPECT_EQ(ZBDNKADD(index, &numbers[i], i + 1), 0);
+    EXPECT_EQ(File().substr(512, 52), Hex("04000000"
+                                          "00000000 03000000 000000C0"
+                                          "00000000 02000000 000080BF"
+                                          "00000000 04000000 0000003F"
+                                          "00000000 01000000 0000803F"));
+    float key = -1.0F;
+    uint32_t record = 2;
+    EXPECT_EQ(ZBDNKFIND(index, &key, &record, 2), 0);
+    EXPECT_EQ(ZBDNKDEL(index, &numbers[2], 3), 0);
+    EXPECT_EQ(ZBDNKTOP(index, &key, &record), 0);
+    EXPECT_EQ(key, -1.0F);
+    EXPECT_EQ(record, 2u);
+}
+
 TEST_F(Ndx, OpenTestsTheLowByteOfItsMode) {
     ASSERT_EQ(Create("x.ndx", 'C', 5), 0);
     for (uint16_t mode = 0; mode < 256; mode++) {
