@@ -533,6 +533,64 @@ TEST_F(Ndx, FreedPageIsUsedAgainBeforeTheFileGrows) {
     EXPECT_EQ(ReadFile("x.ndx", 4, 4), Le32(4));
 }
 
+// A page that one handle freed is cut off by the close of another, and is a page of
+// the tree again when the file has grown.
+TEST_F(Ndx, AFreedPageThatIsInUseAgainIsLeftAlone) {
+    ASSERT_EQ(Create("x.ndx", 'C', 100), 0);
+    int16_t first, second;
+    ASSERT_EQ(Open("x.ndx", &first, ZB_Shared), 0);
+    ASSERT_EQ(Open("x.ndx", &second, ZB_Shared), 0);
+    auto Name = [](uint32_t number) { return std::to_string(100 + number); };
+    auto AddAll = [&](int16_t handle, uint32_t from, uint32_t to) {
+        index = handle;
+        for (uint32_t i = from; i <= to; i++) ASSERT_EQ(Add(Name(i), i), 0);
+    };
+    auto DeleteAll = [&](int16_t handle, std::initializer_list<uint32_t> numbers) {
+        index = handle;
+        for (uint32_t i : numbers) ASSERT_EQ(Delete(Name(i), i), 0);
+    };
+    AddAll(first, 1, 9);
+    DeleteAll(first, {1, 2, 3});  // frees page 4
+    DeleteAll(second, {4, 9, 5});
+    ASSERT_EQ(ZBDNCLOSE(second), 0);
+    ASSERT_EQ(FileSize("x.ndx"), 1024u);
+
+    // As long as the page lies behind the file's end it can't be had.
+    AddAll(first, 10, 10);
+    EXPECT_EQ(Add(Name(11), 11), -4);
+    ZBESCODE(0);
+    EXPECT_EQ(ZBDNCLOSE(first), -6);
+    ZBESCODE(0);
+
+    ASSERT_EQ(Open("x.ndx", &second, ZB_Shared), 0);
+    AddAll(second, 11, 14);
+    ASSERT_EQ(FileSize("x.ndx"), 2560u);
+    AddAll(first, 15, 16);
+
+    AddAll(first, 17, 18);
+    EXPECT_EQ(FileSize("x.ndx"), 3072u);
+    EXPECT_EQ(ZBDNCLOSE(first), 0);
+    EXPECT_EQ(FileSize("x.ndx"), 3072u);
+    index = second;
+    EXPECT_EQ(Go(ZBDNKTOP).record, 6u);
+    for (uint32_t i : {7u, 8u, 10u, 11u, 12u, 13u, 14u, 15u, 16u, 17u, 18u})
+        EXPECT_EQ(Go(ZBDNKNEXT).record, i);
+}
+
+// The same where the close comes to it.
+TEST_F(Ndx, ACloseFillsNoPageThatIsInUseAgain) {
+    Make('N', 8);
+    // Page 2 with 1 to 16 takes in page 4 with 17 to 32.
+    for (uint32_t i = 1; i <= 63; i++) ASSERT_EQ(AddNumber(i, i), 0);
+    for (double value = 1; value <= 2; value++)
+        ASSERT_EQ(ZBDNKDEL(index, &value, static_cast<uint32_t>(value)), 0);
+    ASSERT_EQ(ReadFile("x.ndx", 4 * 512, 1), Bytes(1, '\xFF'));
+    PatchFile("x.ndx", 4 * 512, Hex("01"));
+    Bytes file = File();
+    EXPECT_EQ(ZBDNCLOSE(index), 0);
+    EXPECT_TRUE(File() == file);
+}
+
 TEST_F(Ndx, ReadOnlyIndexIsNotChanged) {
     Make('C', 5);
     ASSERT_EQ(Add("A", 1), 0);
