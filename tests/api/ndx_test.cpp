@@ -183,6 +183,27 @@ TEST_F(Ndx, OpenAcceptsEntriesPaddedByOthers) {
     }
 }
 
+// A numeric key of 4 bytes is a short float, and goes where that sorts.
+TEST_F(Ndx, PairsOfNumbersOfAnotherLengthAreComparedInThatLength) {
+    ASSERT_EQ(Create("x.ndx", 'N', 8), 0);
+    PatchFile("x.ndx", 12, Hex("0400 2A00 0100 0C00"));
+    ASSERT_EQ(Open("x.ndx", &index), 0);
+    const float numbers[] = {1.0F, -1.0F, -2.0F, 0.5F};
+    for (uint32_t i = 0; i < 4; i++) EXPECT_EQ(ZBDNKADD(index, &numbers[i], i + 1), 0);
+    EXPECT_EQ(File().substr(512, 52), Hex("04000000"
+                                          "00000000 03000000 000000C0"
+                                          "00000000 02000000 000080BF"
+                                          "00000000 04000000 0000003F"
+                                          "00000000 01000000 0000803F"));
+    float key = -1.0F;
+    uint32_t record = 2;
+    EXPECT_EQ(ZBDNKFIND(index, &key, &record, 2), 0);
+    EXPECT_EQ(ZBDNKDEL(index, &numbers[2], 3), 0);
+    EXPECT_EQ(ZBDNKTOP(index, &key, &record), 0);
+    EXPECT_EQ(key, -1.0F);
+    EXPECT_EQ(record, 2u);
+}
+
 TEST_F(Ndx, OpenTestsTheLowByteOfItsMode) {
     ASSERT_EQ(Create("x.ndx", 'C', 5), 0);
     for (uint16_t mode = 0; mode < 256; mode++) {
@@ -510,6 +531,64 @@ TEST_F(Ndx, FreedPageIsUsedAgainBeforeTheFileGrows) {
     for (uint32_t i = 33; i <= 40; i++) ASSERT_EQ(AddNumber(i, i), 0);
     EXPECT_EQ(FileSize("x.ndx"), 2048u);
     EXPECT_EQ(ReadFile("x.ndx", 4, 4), Le32(4));
+}
+
+// A page that one handle freed is cut off by the close of another, and is a page of
+// the tree again when the file has grown.
+TEST_F(Ndx, AFreedPageThatIsInUseAgainIsLeftAlone) {
+    ASSERT_EQ(Create("x.ndx", 'C', 100), 0);
+    int16_t first, second;
+    ASSERT_EQ(Open("x.ndx", &first, ZB_Shared), 0);
+    ASSERT_EQ(Open("x.ndx", &second, ZB_Shared), 0);
+    auto Name = [](uint32_t number) { return std::to_string(100 + number); };
+    auto AddAll = [&](int16_t handle, uint32_t from, uint32_t to) {
+        index = handle;
+        for (uint32_t i = from; i <= to; i++) ASSERT_EQ(Add(Name(i), i), 0);
+    };
+    auto DeleteAll = [&](int16_t handle, std::initializer_list<uint32_t> numbers) {
+        index = handle;
+        for (uint32_t i : numbers) ASSERT_EQ(Delete(Name(i), i), 0);
+    };
+    AddAll(first, 1, 9);
+    DeleteAll(first, {1, 2, 3});  // frees page 4
+    DeleteAll(second, {4, 9, 5});
+    ASSERT_EQ(ZBDNCLOSE(second), 0);
+    ASSERT_EQ(FileSize("x.ndx"), 1024u);
+
+    // As long as the page lies behind the file's end it can't be had.
+    AddAll(first, 10, 10);
+    EXPECT_EQ(Add(Name(11), 11), -4);
+    ZBESCODE(0);
+    EXPECT_EQ(ZBDNCLOSE(first), -6);
+    ZBESCODE(0);
+
+    ASSERT_EQ(Open("x.ndx", &second, ZB_Shared), 0);
+    AddAll(second, 11, 14);
+    ASSERT_EQ(FileSize("x.ndx"), 2560u);
+    AddAll(first, 15, 16);
+
+    AddAll(first, 17, 18);
+    EXPECT_EQ(FileSize("x.ndx"), 3072u);
+    EXPECT_EQ(ZBDNCLOSE(first), 0);
+    EXPECT_EQ(FileSize("x.ndx"), 3072u);
+    index = second;
+    EXPECT_EQ(Go(ZBDNKTOP).record, 6u);
+    for (uint32_t i : {7u, 8u, 10u, 11u, 12u, 13u, 14u, 15u, 16u, 17u, 18u})
+        EXPECT_EQ(Go(ZBDNKNEXT).record, i);
+}
+
+// The same where the close comes to it.
+TEST_F(Ndx, ACloseFillsNoPageThatIsInUseAgain) {
+    Make('N', 8);
+    // Page 2 with 1 to 16 takes in page 4 with 17 to 32.
+    for (uint32_t i = 1; i <= 63; i++) ASSERT_EQ(AddNumber(i, i), 0);
+    for (double value = 1; value <= 2; value++)
+        ASSERT_EQ(ZBDNKDEL(index, &value, static_cast<uint32_t>(value)), 0);
+    ASSERT_EQ(ReadFile("x.ndx", 4 * 512, 1), Bytes(1, '\xFF'));
+    PatchFile("x.ndx", 4 * 512, Hex("01"));
+    Bytes file = File();
+    EXPECT_EQ(ZBDNCLOSE(index), 0);
+    EXPECT_TRUE(File() == file);
 }
 
 TEST_F(Ndx, ReadOnlyIndexIsNotChanged) {

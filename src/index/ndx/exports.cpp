@@ -50,18 +50,6 @@ struct Ndx {
     }
 };
 
-// Compares numbers of `length` little-endian bytes from the last byte to the
-// first, the top bit of the last taken as a sign.
-int CompareSigned(const uint8_t* a, const uint8_t* b, int length, bool magnitude) {
-    uint8_t highA = a[length - 1];
-    uint8_t highB = b[length - 1];
-    if ((highA ^ highB) & 0x80) return highA & 0x80 ? -1 : 1;
-    int difference = (highA & 0x7F) - (highB & 0x7F);
-    for (int i = length - 2; difference == 0 && i >= 0; i--) difference = a[i] - b[i];
-    if (magnitude && highA & 0x80) return difference > 0 ? -1 : difference < 0;
-    return difference;
-}
-
 int CompareUnsigned(const uint8_t* a, const uint8_t* b, int length) {
     for (int i = length - 1; i >= 0; i--)
         if (a[i] != b[i]) return a[i] - b[i];

@@ -63,7 +63,22 @@ void Npforget(NdxFile& index) {
     index.position.pathDepth = -1;
 }
 
+namespace {
+
+// Gives up the chain of free pages where its first page is in use again: the close
+// of another handle has cut it off, and the file has grown since.
+Code CheckFreeHead(NdxFile& index) {
+    if (index.freeHead == 0) return CurrentCode();
+    NdxPage page;
+    if (NpgetRaw(index, index.freeHead, &page) < 0) return CurrentCode();
+    if (!page.isFree()) index.freeHead = 0;
+    return CurrentCode();
+}
+
+}  // namespace
+
 Code Npnew(NdxFile& index, NdxPage* view) {
+    if (CheckFreeHead(index) < 0) return Pass("Npnew");
     uint32_t page = index.freeHead;
     if (page == 0) {
         page = index.pageCount++;
@@ -156,15 +171,18 @@ Code MovePage(NdxFile& index, const NdxPage& live, uint32_t to) {
 Code Compact(NdxFile& index) {
     if (Nhget(index) < 0) return Pass("Nclose");
     uint32_t scan = index.pageCount - 1;
-    uint32_t newCount = index.freeHead;
+    uint32_t newCount = index.pageCount;
     uint32_t pages = NdxPagesThere(index);
     for (uint32_t steps = 0; index.freeHead != 0; steps++) {
         uint32_t free = index.freeHead;
         if (!InFile(index, free) || steps > pages) return Fail("Nclose", ErrStructure);
-        uint8_t link[4];
-        if (Hseek(index.handle, int64_t{free} * NdxPageSize + 4) < 0 || Hread(index.handle, link, 4) < 0)
+        uint8_t start[8];
+        if (Hseek(index.handle, int64_t{free} * NdxPageSize) < 0 ||
+            Hread(index.handle, start, sizeof start) < 0)
             return Pass("Nclose");
-        index.freeHead = LoadLe32(link);
+        NdxPage page{start, index.entrySize, free};
+        index.freeHead = page.isFree() ? page.freeLink() : 0;
+        if (!page.isFree()) break;  // in use again, see CheckFreeHead
 
         NdxPage live{};
         for (; scan > free; scan--) {

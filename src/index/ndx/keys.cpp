@@ -16,6 +16,13 @@ class SearchKey {
         StoreLe64(bytes, 0);  // a key may be shorter
         memcpy(bytes, key, static_cast<size_t>(keyLength));
         if (index.keyType == NdxNumeric) {
+            // Numbers of another length, in files of other makers, are compared as
+            // such where the pair is looked for; all other searches see doubles.
+            if (mode & 2 && keyLength != sizeof(double)) {
+                kind = Float;
+                length = keyLength;
+                return;
+            }
             kind = Number;
             first = SortableDouble(LoadLeDouble(bytes));
             return;
@@ -36,6 +43,7 @@ class SearchKey {
         switch (kind) {
             case Bytes: other = LoadBe64(key) & mask; break;
             case Number: other = SortableDouble(LoadLeDouble(key)); break;
+            case Float: return CompareSigned(bytes, key, length, true);
             case Collated: return CollateText(bytes, key, length);
             default: return CompareWild(bytes, key, length);
         }
@@ -44,11 +52,11 @@ class SearchKey {
     }
 
   private:
-    enum Kind : uint8_t { Bytes, Number, Collated, Wild };
+    enum Kind : uint8_t { Bytes, Number, Float, Collated, Wild };
     KeyBuffer bytes;
     uint64_t first = 0;
     uint64_t mask = 0;
-    int length = 0;  // 0 for numbers
+    int length = 0;  // 0 for doubles
     Kind kind = Bytes;
 };
 
@@ -68,6 +76,16 @@ struct NdxTree {
 using Tree = Leaves<NdxTree>;
 
 }  // namespace
+
+int CompareSigned(const uint8_t* a, const uint8_t* b, int length, bool magnitude) {
+    uint8_t highA = a[length - 1];
+    uint8_t highB = b[length - 1];
+    if ((highA ^ highB) & 0x80) return highA & 0x80 ? -1 : 1;
+    int difference = (highA & 0x7F) - (highB & 0x7F);
+    for (int i = length - 2; difference == 0 && i >= 0; i--) difference = a[i] - b[i];
+    if (magnitude && highA & 0x80) return difference > 0 ? -1 : difference < 0;
+    return difference;
+}
 
 Code Nktop(NdxFile& index, uint8_t* key, uint32_t* record) { return Tree::Top(index, key, record); }
 Code Nkbot(NdxFile& index, uint8_t* key, uint32_t* record) { return Tree::Bottom(index, key, record); }

@@ -26,6 +26,11 @@ Code NdxQuickClose(int handle);
 
 // keys.cpp
 
+// Compares numbers of `length` little-endian bytes from the last byte to the
+// first, the top bit of the last taken as a sign; the rest is a magnitude, or as
+// in an integer.
+int CompareSigned(const uint8_t* a, const uint8_t* b, int length, bool magnitude);
+
 Code Nkfind(NdxFile& index, uint8_t* key, uint32_t* record, int mode);
 Code Nktop(NdxFile& index, uint8_t* key, uint32_t* record);
 Code Nkbot(NdxFile& index, uint8_t* key, uint32_t* record);
