@@ -18,23 +18,58 @@ namespace {
 struct Family {
     int32_t(ZB_CALL* close)(int16_t handle);
     Code (*quickClose)(int handle);
+    uint16_t (*release)(void* control);  // frees what the object owns, and tells its file
 };
+
+uint16_t ReleaseData(void* control) {
+    auto& file = *static_cast<DataFile*>(control);
+    file.heldList.Free();
+    file.fields.Free();
+    file.record.Free();
+    AheadClose(file);
+    return file.handle;
+}
+
+template <class Index>
+uint16_t ReleasePages(void* control) {
+    auto& index = *static_cast<Index*>(control);
+    index.pool.Close();
+    return index.handle;
+}
+
+uint16_t ReleaseMemo(void* control) { return static_cast<MemoFile*>(control)->handle; }
+
+uint16_t ReleaseTags(void* control) {
+    auto& file = *static_cast<MdxFile*>(control);
+    for (MdxTag& tag : file.tags) MdxDetach(tag);
+    return file.handle;
+}
 
 // By slot type.
 constexpr Family families[] = {
-    {nullptr, nullptr},           // free
-    {ZBDDCLOSE, DataQuickClose},  // data
-    {ZBDNCLOSE, NdxQuickClose},   // NDX
-    {ZBDTCLOSE, DbtQuickClose},   // DBT
-    {ZBDWCLOSE, FptQuickClose},   // FPT
-    {ZBDMCLOSE, MdxQuickClose},   // MDX
-    {ZBDICLOSE, IdxQuickClose},   // IDX
-    {ZBDCCLOSE, NtxQuickClose},   // NTX
+    {nullptr, nullptr, nullptr},                        // free
+    {ZBDDCLOSE, DataQuickClose, ReleaseData},           // data
+    {ZBDNCLOSE, NdxQuickClose, ReleasePages<NdxFile>},  // NDX
+    {ZBDTCLOSE, DbtQuickClose, ReleaseMemo},            // DBT
+    {ZBDWCLOSE, FptQuickClose, ReleaseMemo},            // FPT
+    {ZBDMCLOSE, MdxQuickClose, ReleaseTags},            // MDX
+    {ZBDICLOSE, IdxQuickClose, ReleasePages<IdxFile>},  // IDX
+    {ZBDCCLOSE, NtxQuickClose, ReleasePages<NtxFile>},  // NTX
 };
 
 const Family* FamilyOf(unsigned slotType) {
     constexpr unsigned count = sizeof families / sizeof families[0];
     return slotType < count && families[slotType].close ? &families[slotType] : nullptr;
+}
+
+// Gives up what a close that failed has left: nobody has the handle any more.
+void Abandon(const Family& family, int handle) {
+    ObjectSlot& slot = library.table[handle];
+    void* control = BlockPeek(slot.control.memory);
+    if (!control) return;
+    uint16_t file = family.release(control);
+    if (!slot.closedFlag) PfClose(file);
+    SlotRelease(handle);
 }
 
 constexpr int MaxTableSize = 100;
@@ -86,7 +121,10 @@ int32_t ZB_CALL ZBDTERM() {
     if (Code code = ClientRestore(); code != 0) return code;
     for (int slot = 0; slot < library.slotCount; slot++) {
         SetCode(0);
-        if (auto* family = FamilyOf(library.table[slot].slotType)) family->close(static_cast<int16_t>(slot));
+        const Family* family = FamilyOf(library.table[slot].slotType);
+        if (!family) continue;
+        family->close(static_cast<int16_t>(slot));
+        if (library.table[slot].slotType != SlotFree) Abandon(*family, slot);
     }
     library.table.Free();
     library.slotCount = 0;

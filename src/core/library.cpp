@@ -61,6 +61,7 @@ Code SlotAlloc(int16_t* handle, unsigned slotType, size_t size, void** block) {
         *handle = -1;
         return Pass("Slotalloc");
     }
+    slot.serial = ++library.lastSerial;
     slot.slotType = static_cast<uint8_t>(slotType);
     library.openCount++;
     *block = slot.control.data;
@@ -72,6 +73,12 @@ void SlotRelease(int handle) {
     slot.control.Free();
     slot.slotType = SlotFree;
     library.openCount--;
+}
+
+uint64_t SlotSerial(int handle) {
+    if (handle < 0 || handle >= library.slotCount || library.table.Lock() < 0) return 0;
+    const ObjectSlot& slot = library.table[handle];
+    return slot.slotType == SlotFree ? 0 : slot.serial;
 }
 
 void* SlotBind(const char* unit, int handle, SlotType type, bool logBadHandle) {

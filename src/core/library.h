@@ -21,6 +21,7 @@ enum SlotType : uint8_t {
 // One open object. The object's handle is the slot's index in the table.
 struct ObjectSlot {
     Block<uint8_t> control;  // its handle is 0 when free
+    uint64_t serial;         // of the object; no two ever have the same
     uint8_t slotType;
     uint8_t closedFlag;  // the platform file was given up by ZBDQCLOSE
     char fileName[128];  // never written: a reopen gets an empty name, and fails
@@ -37,6 +38,7 @@ struct Library {
     Block<ObjectSlot> table;
     int16_t slotCount;
     uint16_t openCount;
+    uint64_t lastSerial;  // of the objects, counted from the process's start
 
     // The table of the host's functions (see expr/): absent while capacity is 0.
     BlockHandle userFuncMemory;
@@ -64,6 +66,11 @@ Code SlotAlloc(int16_t* handle, unsigned slotType, size_t size, void** block);
 
 // Frees a slot with its control block.
 void SlotRelease(int handle);
+
+// The serial number of the object that a handle names, 0 without one. After a
+// host's function has run, this alone tells an object from another that has
+// taken its slot, and perhaps its memory.
+uint64_t SlotSerial(int handle);
 
 // The control block of a handle of one type, with its address refreshed: the
 // first half of every bind. Null with the code set: the pending one (logged),

@@ -176,6 +176,10 @@ Code AheadOpen(DataFile& file) {
         capacity = 512 / recordLength;
     file.aheadCapacity = static_cast<int16_t>(capacity);
     file.aheadBytes = static_cast<int16_t>(capacity * recordLength);
+    // A build that a host function asks for within another finds the other's.
+    file.ahead.Free();
+    file.aheadOffsets.Free();
+    file.aheadCount = 0;
     if (file.ahead.Alloc(static_cast<size_t>(file.aheadBytes)) < 0) return Pass("AheadOpen");
     if (file.aheadOffsets.Alloc(static_cast<size_t>(capacity)) < 0) return Pass("AheadOpen");
     for (int i = 0; i < capacity; i++) file.aheadOffsets[i] = static_cast<uint16_t>(i * recordLength);

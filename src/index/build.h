@@ -15,19 +15,22 @@
 //   KeepsIndexOnFailure   whether the index file stays after a failure
 //   name, expression      of the index
 //   Create()              creates the index
-//   Open()                opens and binds it; Close() closes it
-//   Bound()               whether the bind still holds, after host functions ran
+//   Open()                opens and binds it; Close() closes it, unless a host
+//                         function has
 //   GiveUp()              closes it without another word, where Close() left it
 //                         open: nobody else has a handle of it
 //   keyLength()
 //   Collates()            whether keys compare by the collating sequence
 //   CheckField(field)     a refusal of the whole field, before any key
 //   FieldKey(field, bytes, key)     the sort form of a plain field's key
-//   MakeKey(data, key)    the sort form of the current record's key
+//   MakeKey(data, key)    the sort form of the current record's key; a failure where
+//                         a host function has closed the index
 //   Begin()               before the first record
 //   Take(item)            the next sort record, in order
 //   Finish()              after the last
 #pragma once
+
+#include <algorithm>
 
 #include "data/data.h"
 #include "file/operations.h"
@@ -138,9 +141,36 @@ namespace build {
 // A build's memory is told: of the data file, no more than this stays mapped.
 inline constexpr int64_t MostMapped = 1 << 20;
 
+// The records that a data file has in full.
+inline Code RecordsInFile(const char* unit, const DataFile& file, uint32_t* records) {
+    uint32_t length;
+    if (!PfSeek(file.handle, 0, SeekFrom::End, &length)) return Fail(unit, ErrSeek);
+    int64_t bytes = int64_t{length} - file.headerLength();
+    *records = bytes > 0 ? static_cast<uint32_t>(bytes / file.recordLength()) : 0;
+    return 0;
+}
+
+// An object that a build works on, through calls of host functions: one of them
+// may have closed it, and opened another that has the same handle and address.
+struct Held {
+    int handle;
+    uint64_t serial;
+
+    static Held Now(int handle) { return {handle, SlotSerial(handle)}; }
+    bool Stands() const { return SlotSerial(handle) == serial; }
+};
+
+// The failure of a build that has lost what it works on. `bound` is the object's
+// bind, made anew.
+template <class Object>
+Code StillBound(const char* unit, const Held& held, const Object* before, const Object* bound) {
+    if (bound == before && held.Stands()) return 0;
+    return Pending() ? CurrentCode() : Fail(unit, ErrBadHandle);
+}
+
 // The keys of one run, from a plain field or from the evaluator.
 template <class F>
-Code FillRun(F& family, RunSorter& sorter, int16_t data, DataFile& file, int field, uint32_t first,
+Code FillRun(F& family, RunSorter& sorter, const Held& data, DataFile& file, int field, uint32_t first,
              uint32_t count) {
     for (uint32_t i = 0; i < count; i++) {
         uint32_t record = first + i;
@@ -151,11 +181,10 @@ Code FillRun(F& family, RunSorter& sorter, int16_t data, DataFile& file, int fie
             if (family.FieldKey(source, AheadRecord(file, record) + source.offset, item) < 0)
                 return CurrentCode();
         } else {
-            if (ZBDDRGET(data, static_cast<int32_t>(record)) < 0 || family.MakeKey(data, item) < 0)
+            auto handle = static_cast<int16_t>(data.handle);
+            if (ZBDDRGET(handle, static_cast<int32_t>(record)) < 0 || family.MakeKey(handle, item) < 0)
                 return CurrentCode();
-            // A function of the host's may have closed what the build works on.
-            if (Dslock(data) != &file || !family.Bound())
-                return Pending() ? CurrentCode() : Fail(F::Unit, ErrBadHandle);
+            if (StillBound(F::Unit, data, &file, Dslock(handle)) < 0) return CurrentCode();
         }
         sorter.Number(item, record);
     }
@@ -163,8 +192,13 @@ Code FillRun(F& family, RunSorter& sorter, int16_t data, DataFile& file, int fie
 }
 
 template <class F>
-Code SortAndWrite(F& family, RunSorter& sorter, int16_t data, DataFile& file) {
-    auto records = static_cast<uint32_t>(file.recordCount());
+Code SortAndWrite(F& family, RunSorter& sorter, const Held& data, DataFile& file) {
+    // A damaged count leads to a record that can't be read, and until then to no
+    // more memory than the file's length does.
+    auto count = static_cast<uint32_t>(file.recordCount());
+    uint32_t records;
+    if (RecordsInFile(F::Unit, file, &records) < 0) return CurrentCode();
+    records = std::min(count, records + 1);
     if (sorter.Size(family.keyLength(), records, family.Collates(), F::Step, F::Floor) < 0)
         return Pass(F::Unit);
     int field = FieldNumber(file, family.expression);
@@ -173,23 +207,24 @@ Code SortAndWrite(F& family, RunSorter& sorter, int16_t data, DataFile& file) {
     } else {
         // Record 1 shows early whether the expression gives keys at all.
         KeyBuffer trial;
-        if (ZBDDRGET(data, 1) < 0 || family.MakeKey(data, trial) < 0) return Pass(F::Unit);
-        if (Dslock(data) != &file || !family.Bound())
-            return Pending() ? CurrentCode() : Fail(F::Unit, ErrBadHandle);
+        auto handle = static_cast<int16_t>(data.handle);
+        if (ZBDDRGET(handle, 1) < 0 || family.MakeKey(handle, trial) < 0) return Pass(F::Unit);
+        if (StillBound(F::Unit, data, &file, Dslock(handle)) < 0) return CurrentCode();
     }
     uint32_t record = 1;
     int64_t read = 0;
     for (uint32_t run = 0; run < sorter.runCount(); run++) {
-        uint32_t count = sorter.RunSize(run);
-        if (FillRun(family, sorter, data, file, field, record, count) < 0) return Pass(F::Unit);
-        read += int64_t{count} * file.recordLength();
+        uint32_t size = sorter.RunSize(run);
+        if (FillRun(family, sorter, data, file, field, record, size) < 0) return Pass(F::Unit);
+        read += int64_t{size} * file.recordLength();
         if (read > MostMapped) {
             PfReleaseReads(file.handle);
             read = 0;
         }
         if (sorter.StoreRun(run) < 0) return Pass(F::Unit);
-        record += count;
+        record += size;
     }
+    if (records < count) return Fail(F::Unit, ErrRead);
     if (family.Begin() < 0) return Pass(F::Unit);
     if (sorter.Merge([&](const uint8_t* item) { return family.Take(item); }) < 0) return Pass(F::Unit);
     return family.Finish() < 0 ? Pass(F::Unit) : CurrentCode();
@@ -222,6 +257,7 @@ Code BuildIndex(F& family, int16_t data) {
     }
     if (file->recordCount() <= 0) return SetCode(0);
 
+    auto held = build::Held::Now(data);
     uint16_t conflict = 0;
     DataLock(*file, LockAll, &conflict);
     if (conflict && F::RereadsCount) HeaderRefresh(*file);
@@ -232,7 +268,7 @@ Code BuildIndex(F& family, int16_t data) {
             Pass(F::Unit);
         } else {
             opened = true;
-            build::SortAndWrite(family, sorter, data, *file);
+            build::SortAndWrite(family, sorter, held, *file);
         }
     }
 
@@ -241,15 +277,11 @@ Code BuildIndex(F& family, int16_t data) {
         Code code = CurrentCode();
         SetCode(0);
         Code closed = family.Close();
-        if (closed < 0) {
-            build::Keeping([&] {
-                if (family.Bound()) family.GiveUp();
-            });
-        }
+        if (closed < 0) build::Keeping([&] { family.GiveUp(); });
         SetCode(code < 0 || F::IgnoresClose ? code : closed);
     }
     build::Keeping([&] {
-        file = Dslock(data);
+        file = held.Stands() ? Dslock(data) : nullptr;
         if (!file) return;
         AheadClose(*file);
         if (!conflict) DataUnlock(*file, LockAll, nullptr);

@@ -34,12 +34,13 @@ class IdxBuild {
         handle = static_cast<int16_t>(opened);
         ZBDIKTYPE(handle, typeWord & 0x7F);
         AsciiUpper(expression);
+        held = build::Held::Now(handle);
         index = Islock(handle);
         return index ? SetCode(0) : CurrentCode();
     }
-    Code Close() { return static_cast<Code>(ZBDICLOSE(handle)); }
-    bool Bound() const { return Islock(handle) == index; }
+    Code Close() { return held.Stands() ? static_cast<Code>(ZBDICLOSE(handle)) : CurrentCode(); }
     void GiveUp() {
+        if (!Bound()) return;
         Hclose(index->handle);
         ReleaseIndex(*index, handle);
     }
@@ -73,6 +74,10 @@ class IdxBuild {
     Code MakeKey(int16_t data, uint8_t* key) const {
         void* made;
         if (ZBDIKMAKE(data, handle, &made) < 0) return CurrentCode();
+        if (!Bound()) {
+            ZBMFREE(made);
+            return CurrentCode();
+        }
         memcpy(key, made, static_cast<size_t>(keyLength()));
         return static_cast<Code>(ZBMFREE(made));
     }
@@ -117,11 +122,15 @@ class IdxBuild {
 
   private:
     int16_t handle;
+    build::Held held;
     IdxFile* index;
     BuildLevel levels[MaxLevels];
     PageWriter writer;
     KeyBuffer lastRecord;  // compact form: the last sort record written
     int keyCursor;         // compact form: where its stored bytes begin
+
+    // A host function may have closed the index, and opened another in its place.
+    bool Bound() const { return build::StillBound(Unit, held, index, Islock(handle)) >= 0; }
 
     IdxPage PageOf(int level) const { return {levels[level].image.data, index, levels[level].page}; }
 

@@ -67,6 +67,7 @@ int32_t ZB_CALL ZBDMTINDEX(int16_t data, uint16_t handle, const char* tagName, u
         return Pass("Mtindex");
     if (file->recordCount() <= 0) return SetCode(0);
 
+    auto held = build::Held::Now(data);
     uint16_t conflict = 0;
     DataLock(*file, LockAll, &conflict);
     int32_t tag = NoTag;
@@ -77,7 +78,7 @@ int32_t ZB_CALL ZBDMTINDEX(int16_t data, uint16_t handle, const char* tagName, u
 
     if (tag != NoTag) build::Keeping([&] { ZBDMTCLOSE(tag); });
     build::Keeping([&] {
-        file = Dslock(data);
+        file = held.Stands() ? Dslock(data) : nullptr;
         if (file && !conflict) DataUnlock(*file, LockAll, nullptr);
     });
     if (Pending()) build::Keeping([&] { ZBDMTERASE(static_cast<int16_t>(handle), tagName); });

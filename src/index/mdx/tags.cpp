@@ -217,6 +217,9 @@ Code EraseTag(MdxFile& file, const char* name) {
 Code CheckTagHeader(const MdxFile& file, const MdxTag& tag, const uint8_t* header) {
     int length = tag.keyBytes;
     if (length < MinKeyLength || length > MaxKeyLength) return Fail("Mopen", ErrKeyLength);
+    // Whoever asks for a number has 12 bytes for it, and 8 for a date.
+    if ((tag.keyType == 'N' && length > 12) || (tag.keyType == 'D' && length > 8))
+        return Fail("Mopen", ErrKeyLength);
     if (tag.entryLength != length + 4 && tag.entryLength != ((length + 7) & ~3))
         return Fail("Mopen", ErrKeySize);
     if (!file.inFile(tag.rootPage)) return Fail("Mopen", ErrRootPage);

@@ -31,12 +31,13 @@ class NdxBuild {
         uint16_t opened;
         if (ZBDNOPENX(&opened, name, 0) < 0) return CurrentCode();
         handle = static_cast<int16_t>(opened);
+        held = build::Held::Now(handle);
         index = Nslock(handle);
         return index ? SetCode(0) : CurrentCode();
     }
-    Code Close() { return static_cast<Code>(ZBDNCLOSE(handle)); }
-    bool Bound() const { return Nslock(handle) == index; }
+    Code Close() { return held.Stands() ? static_cast<Code>(ZBDNCLOSE(handle)) : CurrentCode(); }
     void GiveUp() {
+        if (!Bound()) return;
         Hclose(index->handle);
         ReleaseIndex(*index, handle);
     }
@@ -67,6 +68,10 @@ class NdxBuild {
     Code MakeKey(int16_t data, uint8_t* key) const {
         void* made;
         if (ZBDNKMAKE(data, handle, &made) < 0) return CurrentCode();
+        if (!Bound()) {
+            ZBMFREE(made);
+            return CurrentCode();
+        }
         auto* bytes = static_cast<uint8_t*>(made);
         size_t length = 8;
         if (evalState.ResultType == 'C')
@@ -113,9 +118,13 @@ class NdxBuild {
 
   private:
     int16_t handle;
+    build::Held held;
     NdxFile* index;
     BuildLevel levels[MaxLevels];
     PageWriter writer;
+
+    // A host function may have closed the index, and opened another in its place.
+    bool Bound() const { return build::StillBound(Unit, held, index, Nslock(handle)) >= 0; }
 
     NdxPage PageOf(int level) const {
         return {levels[level].image.data, index->entrySize, levels[level].page};

@@ -210,6 +210,8 @@ Code CheckHeader(const NdxFile& index, const uint8_t* header) {
     int keyRoom = static_cast<int16_t>(index.entrySize) - 8;
     auto keysPerPage = static_cast<int16_t>(index.keysPerPage);
     if (length < MinKeyLength || length > MaxKeyLength) return Fail("Nopen", ErrKeyLength);
+    // Whoever asks for a number has 8 bytes for it.
+    if (index.keyType == NdxNumeric && length > 8) return Fail("Nopen", ErrKeyLength);
     if (keyRoom != length && keyRoom != ((length + 1) & ~1) && keyRoom != ((length + 3) & ~1))
         return Fail("Nopen", ErrKeySize);
     if (index.rootPage < 1 || index.rootPage > index.pageCount) return Fail("Nopen", ErrRootPage);

@@ -33,14 +33,15 @@ class NtxBuild {
         uint16_t opened;
         if (ZBDCOPENX(&opened, name, 0) < 0) return CurrentCode();
         handle = static_cast<int16_t>(opened);
+        held = build::Held::Now(handle);
         index = Cslock(handle);
         if (!index) return CurrentCode();
         AsciiUpper(expression);
         return SetCode(0);
     }
-    Code Close() { return static_cast<Code>(ZBDCCLOSE(handle)); }
-    bool Bound() const { return Cslock(handle) == index; }
+    Code Close() { return held.Stands() ? static_cast<Code>(ZBDCCLOSE(handle)) : CurrentCode(); }
     void GiveUp() {
+        if (!Bound()) return;
         Hclose(index->handle);
         ReleaseIndex(*index, handle);
     }
@@ -71,6 +72,10 @@ class NtxBuild {
     Code MakeKey(int16_t data, uint8_t* key) const {
         void* made;
         if (ZBDCKMAKE(data, handle, &made) < 0) return CurrentCode();
+        if (!Bound()) {
+            ZBMFREE(made);
+            return CurrentCode();
+        }
         KeyBuffer stored;
         NtxStoredKey(*index, static_cast<uint8_t*>(made), stored);
         memcpy(key, stored, static_cast<size_t>(keyLength()));
@@ -115,9 +120,13 @@ class NtxBuild {
 
   private:
     int16_t handle;
+    build::Held held;
     NtxFile* index;
     BuildLevel levels[MaxLevels];
     PageWriter writer;
+
+    // A host function may have closed the index, and opened another in its place.
+    bool Bound() const { return build::StillBound(Unit, held, index, Cslock(handle)) >= 0; }
 
     NtxPage PageOf(int level) const {
         return {levels[level].image.data, levels[level].page, index->itemSize(), index->maxKeys};
