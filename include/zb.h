@@ -304,9 +304,10 @@ enum ZbMemoOption {
  * A pending failure doesn't stop it and is cleared, and the log is off. */
 ZB_API int32_t ZB_CALL ZBDINIT(int16_t tableSize, uint8_t dateStyle);
 
-/* Closes every object, whatever comes of each close, and ends the library. User
- * functions are forgotten; blocks that the caller was given stay his. A pending
- * failure doesn't stop it. ZB_ErrNotAttached if the library isn't started. */
+/* Closes every object, whatever comes of each close, and ends the library: an
+ * object whose close fails is given up. User functions are forgotten; blocks that
+ * the caller was given stay his. A pending failure doesn't stop it.
+ * ZB_ErrNotAttached if the library isn't started. */
 ZB_API int32_t ZB_CALL ZBDTERM(void);
 
 /* Gives up the platform file of every open object and keeps the objects. They
