@@ -186,7 +186,7 @@ TEST_F(PosixMappedCalls, ReadsByPreadWhereTheMappingIsRefused) {
     EXPECT_EQ(spies.pread.Count(), 2);
 }
 
-TEST_F(PosixSystemCalls, TheMappingGrowsWithItsFile) {
+TEST_F(PosixMappedCalls, TheMappingGrowsWithItsFile) {
     auto file = Open("a", Created);
     WriteAt(file, 0, Fill(100, 'a'));
     EXPECT_EQ(ReadAt(file, 0, 100), Fill(100, 'a'));
@@ -204,7 +204,7 @@ TEST_F(PosixSystemCalls, TheMappingGrowsWithItsFile) {
     EXPECT_EQ(spies.munmap.Count(), 1);
 }
 
-TEST_F(PosixSystemCalls, ReadsByPreadWhatTheMappingMayNotGrowTo) {
+TEST_F(PosixMappedCalls, ReadsByPreadWhatTheMappingMayNotGrowTo) {
     auto file = Open("a", Created);
     WriteAt(file, 0, Fill(100, 'a'));
     ReadAt(file, 0, 100);
@@ -219,7 +219,7 @@ TEST_F(PosixSystemCalls, ReadsByPreadWhatTheMappingMayNotGrowTo) {
     Close(file);
 }
 
-class ReadMapped : public PosixSystemCalls {
+class ReadMapped : public PosixMappedCalls {
   protected:
     bool Read(PlatformHandle file, int64_t position, uint32_t count) {
         return real.ReadMapped(file, position, bytes, count);
