@@ -197,7 +197,7 @@ class Import {
             std::unique_ptr<RowReader> reader = MakeReader();
             ReadTitles(*reader, data.fields(), plan);
             if (memoPart) {
-                memos.emplace(memoPart->path(), dialect, Access::exclusive);
+                memos.emplace(memoPart->path(), dialect, Access::write);
                 memos->Survey(data);
             }
             AddRows(*reader, data, plan, codec, false);

@@ -193,7 +193,7 @@ void Pack(const Options& options) {
     uint32_t dropped;
     {
         Data table(tablePart.path(), Access::exclusive, open);
-        MemoFile fresh(memoPart.path(), data.dialect(), Access::exclusive);
+        MemoFile fresh(memoPart.path(), data.dialect(), Access::write);
         fresh.Begin();
         dropped = CopyMemos(table, old, fresh, options.dropDamaged);
         fresh.Close();
