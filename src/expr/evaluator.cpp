@@ -202,7 +202,7 @@ void MoveToFront(char* text, size_t from) { memmove(text, text + from, strlen(te
 Code Substr() {
     constexpr char Unit[] = "Xsubstr";
     if (FirstArgument(Unit, IsText) < 0) return CurrentCode();
-    uint16_t argument;
+    uint16_t argument = 0;
     if (ReadInteger(&argument) < 0) return Pass(Unit);
     auto start = static_cast<int16_t>(argument);
     if (start < 1) return Fault(Unit);
@@ -220,7 +220,7 @@ Code Substr() {
 Code Right() {
     constexpr char Unit[] = "Xright";
     if (FirstArgument(Unit, IsText) < 0) return CurrentCode();
-    uint16_t argument;
+    uint16_t argument = 0;
     if (ReadInteger(&argument) < 0) return Pass(Unit);
     auto count = static_cast<int16_t>(argument);
     char* text = ValueText();
@@ -233,7 +233,7 @@ Code Right() {
 Code Left() {
     constexpr char Unit[] = "Xleft";
     if (FirstArgument(Unit, IsText) < 0) return CurrentCode();
-    uint16_t count;
+    uint16_t count = 0;
     if (ReadInteger(&count) < 0) return Pass(Unit);
     Cut(ValueText(), count);
     return StepOverClosing(Unit);
