@@ -176,12 +176,12 @@ TEST_F(Tool, AnExportComesBackTheSame) {
 
 TEST_F(Tool, ABarOnATerminalForLongWork) {
     std::string csv = "A,B\n";
-    for (int row = 0; row < 300000; ++row) csv += "some text,1234567\n";
+    for (int row = 0; row < 1500000; ++row) csv += "some text,1234567\n";
     WriteFile("in.csv", csv);
     std::string shown = ZbOnTerminal({"import", "in.csv", "t.dbf"}).out;
     EXPECT_NE(shown.find("importing ["), std::string::npos);
     EXPECT_EQ(Zb({"import", "in.csv", "t.dbf", "--force"}).err,
-              "zb: t.dbf: imported 300000 records of 2 fields\n");
+              "zb: t.dbf: imported 1500000 records of 2 fields\n");
 }
 
 // ---- JSON lines ----
