@@ -13,7 +13,6 @@ namespace tool {
 namespace {
 
 using pages::Le16;
-using pages::Le32;
 
 constexpr size_t kDescriptor = 32;
 constexpr char kTerminator = 0x0D;
