@@ -14,8 +14,7 @@ bool Installed(const std::string& program) {
     return system(("command -v " + program + " >/dev/null 2>&1").c_str()) == 0;
 }
 
-#define NEED(program) \
-    if (!Installed(program)) GTEST_SKIP() << program << " isn't installed"
+#define NEED(program) ASSERT_TRUE(Installed(program)) << program << " isn't installed (see scripts/packages)"
 
 // What a command writes; the test fails where the command does.
 std::string Output(const std::string& command) {
